@@ -1,0 +1,31 @@
+/*
+ * The one workspace: the current image, the undo stack, the last path
+ * opened, the zoom, and the dispatcher that turns command numbers into
+ * work.
+ */
+#ifndef ZELMAR_COMMANDS_WORKSPACE_H
+#define ZELMAR_COMMANDS_WORKSPACE_H
+
+#include "../core/image.h"
+
+#define NUM_UNDO 10
+
+extern IMAGE* pBitmapCurrent;
+extern IMAGE* aUndo[NUM_UNDO];
+extern char   acFileName[260];
+extern int    LastFileType;
+extern int    IsOpening;
+extern int    Zoom;
+
+void   OnCommand(unsigned Id, long lParam);
+IMAGE* OnFileOpen(const char* sPath);
+void   OnFileOpenDlg(void);
+void   UNDO_Push(void);
+void   UNDO_Pop(void);
+void   CANVAS_Refresh(void);
+void   CANVAS_SetInitialZoom(const IMAGE* pImage);
+
+/* Back to the state at program start; frees every image. For tests. */
+void   WORKSPACE_Reset(void);
+
+#endif

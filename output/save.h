@@ -1,0 +1,20 @@
+/*
+ * The way out: writes an image to an open file as C source (type 1),
+ * Windows Bitmap (2), GIF (3) or C stream (4).
+ */
+#ifndef ZELMAR_OUTPUT_SAVE_H
+#define ZELMAR_OUTPUT_SAVE_H
+
+#include "../core/image.h"
+#include "../platform/plat.h"
+
+typedef struct {
+  int Format;     /* 1, 2, 4, 5 ... 13 */
+  int NoPalette;  /* not 0: palette written for reference only */
+} SAVEFORMAT;
+
+/* Gives the image that becomes the caller's current one: pImage, or for
+ * GIF the reduced image (pImage is then freed). */
+IMAGE* IMAGE_SaveFile(IMAGE* pImage, PLAT_FILE* hFile, int Type, const char* sFileName, const SAVEFORMAT* pFormat);
+
+#endif

@@ -1,0 +1,97 @@
+/*
+ * The platform layer: everything the program asks of the operating system
+ * and the window system. Files and memory are portable and implemented
+ * here; the user interface (boxes, the window, dialogs) belongs to the
+ * front end that is running, which registers its functions at start-up.
+ */
+#ifndef ZELMAR_PLATFORM_PLAT_H
+#define ZELMAR_PLATFORM_PLAT_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+/*********************************************************************
+*  Files
+*/
+typedef struct PLAT_FILE PLAT_FILE;
+
+enum {
+  PLAT_OPEN_OK        = 0,
+  PLAT_OPEN_NOT_FOUND = 1,   /* the file does not exist */
+  PLAT_OPEN_FAILED    = 2    /* any other reason */
+};
+
+/* Opens an existing file for reading. On failure returns null and puts
+ * one of the codes above in *pError (when pError is not null). */
+PLAT_FILE* PLAT_OpenRead(const char* sPath, int* pError);
+/* Creates a file for writing, replacing an existing one. Writes are
+ * buffered; the bytes that reach the file are those written, in order. */
+PLAT_FILE* PLAT_CreateWrite(const char* sPath);
+/* Reads up to NumBytes; gives the count read. */
+uint32_t   PLAT_Read(PLAT_FILE* pFile, void* pData, uint32_t NumBytes);
+/* Writes NumBytes; gives the count accepted. */
+uint32_t   PLAT_Write(PLAT_FILE* pFile, const void* pData, uint32_t NumBytes);
+/* Hands buffered bytes to the system now. */
+void       PLAT_Flush(PLAT_FILE* pFile);
+/* Size in bytes of an open file; sizes past 4 GiB read as 0xFFFFFFFF. */
+uint32_t   PLAT_GetFileSize(PLAT_FILE* pFile);
+/* Flushes and closes. A null file is accepted. */
+void       PLAT_Close(PLAT_FILE* pFile);
+
+/*********************************************************************
+*  Memory: zero-filled blocks that do not move. Null when not available.
+*/
+void* PLAT_Alloc(size_t NumBytes);
+void  PLAT_Free(void* p);
+
+/*********************************************************************
+*  Message boxes
+*/
+enum { PLAT_ICON_NONE, PLAT_ICON_ERROR, PLAT_ICON_WARNING, PLAT_ICON_INFO, PLAT_ICON_QUESTION };
+enum { PLAT_BUTTONS_OK, PLAT_BUTTONS_YESNO };
+enum { PLAT_ID_OK = 1, PLAT_ID_YES = 6, PLAT_ID_NO = 7 };
+
+/* Shows a box and waits until it is answered. sTitle null means the
+ * system's default caption. DefaultId is the answer that an unattended
+ * front end takes (PLAT_ID_OK for OK boxes). Gives the answer. */
+int PLAT_MessageBox(const char* sText, const char* sTitle, int Icon, int Buttons, int DefaultId);
+
+/*********************************************************************
+*  The main window
+*/
+/* Sends a command to the main window and returns when it has run. */
+void PLAT_SendCommand(unsigned Id);
+int  PLAT_WindowExists(void);
+/* Ends the main window; the main loop stops after the running command. */
+void PLAT_DestroyWindow(void);
+/* Asks for a repaint of the client area. */
+void PLAT_InvalidateWindow(void);
+void PLAT_SetWindowTitle(const char* sTitle);
+/* Status bar text. */
+void PLAT_SetStatusText(const char* sText);
+/* The About box, modal. */
+void PLAT_ShowAbout(void);
+
+/*********************************************************************
+*  Front ends register their user interface here.
+*/
+typedef struct {
+  int  (*pfMessageBox)(const char* sText, const char* sTitle, int Icon, int Buttons, int DefaultId);
+  void (*pfSendCommand)(unsigned Id);
+  int  (*pfWindowExists)(void);
+  void (*pfDestroyWindow)(void);
+  void (*pfInvalidateWindow)(void);
+  void (*pfSetWindowTitle)(const char* sTitle);
+  void (*pfSetStatusText)(const char* sText);
+  void (*pfShowAbout)(void);
+} PLAT_FRONTEND;
+
+/* Registers the front end. The table must live as long as the program.
+ * Missing entries (null) make the matching operation do nothing; a
+ * missing box answers with its default. */
+void PLAT_SetFrontEnd(const PLAT_FRONTEND* pFrontEnd);
+
+/* Registers a routine to run at process exit. */
+void PLAT_AtExit(void (*pfRoutine)(void));
+
+#endif

@@ -1,0 +1,62 @@
+/*
+ * User interface operations, forwarded to the front end that registered
+ * itself. Without one (unit tests) boxes take their default answer and
+ * everything else does nothing.
+ */
+#include "plat.h"
+
+static const PLAT_FRONTEND* _pFrontEnd;
+
+void PLAT_SetFrontEnd(const PLAT_FRONTEND* pFrontEnd) {
+  _pFrontEnd = pFrontEnd;
+}
+
+int PLAT_MessageBox(const char* sText, const char* sTitle, int Icon, int Buttons, int DefaultId) {
+  if (_pFrontEnd && _pFrontEnd->pfMessageBox) {
+    return _pFrontEnd->pfMessageBox(sText, sTitle, Icon, Buttons, DefaultId);
+  }
+  return DefaultId;
+}
+
+void PLAT_SendCommand(unsigned Id) {
+  if (_pFrontEnd && _pFrontEnd->pfSendCommand) {
+    _pFrontEnd->pfSendCommand(Id);
+  }
+}
+
+int PLAT_WindowExists(void) {
+  if (_pFrontEnd && _pFrontEnd->pfWindowExists) {
+    return _pFrontEnd->pfWindowExists();
+  }
+  return 0;
+}
+
+void PLAT_DestroyWindow(void) {
+  if (_pFrontEnd && _pFrontEnd->pfDestroyWindow) {
+    _pFrontEnd->pfDestroyWindow();
+  }
+}
+
+void PLAT_InvalidateWindow(void) {
+  if (_pFrontEnd && _pFrontEnd->pfInvalidateWindow) {
+    _pFrontEnd->pfInvalidateWindow();
+  }
+}
+
+void PLAT_SetWindowTitle(const char* sTitle) {
+  if (_pFrontEnd && _pFrontEnd->pfSetWindowTitle) {
+    _pFrontEnd->pfSetWindowTitle(sTitle);
+  }
+}
+
+void PLAT_SetStatusText(const char* sText) {
+  if (_pFrontEnd && _pFrontEnd->pfSetStatusText) {
+    _pFrontEnd->pfSetStatusText(sText);
+  }
+}
+
+void PLAT_ShowAbout(void) {
+  if (_pFrontEnd && _pFrontEnd->pfShowAbout) {
+    _pFrontEnd->pfShowAbout();
+  }
+}

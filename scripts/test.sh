@@ -1,0 +1,20 @@
+#!/usr/bin/env bash
+# Builds Zelmar and runs every test twice: in a normal build and in a build
+# with AddressSanitizer and UndefinedBehaviorSanitizer.
+set -euo pipefail
+top=$(cd "$(dirname "$0")/.." && pwd)
+bash "$top/scripts/deps.sh"
+jobs=$(nproc)
+for variant in normal asan; do
+  dir="$top/build"
+  flags=()
+  if [ "$variant" = asan ]; then
+    dir="$top/build-asan"
+    flags=(-DZELMAR_SANITIZE=ON)
+  fi
+  echo "== $variant build"
+  cmake -S "$top" -B "$dir" "${flags[@]}" >/dev/null
+  cmake --build "$dir" -j"$jobs"
+  echo "== $variant tests"
+  (cd "$dir" && ctest --output-on-failure -j"$jobs")
+done
