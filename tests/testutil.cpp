@@ -61,16 +61,6 @@ bool FileExists(const std::string& sPath) {
   return stat(sPath.c_str(), &st) == 0;
 }
 
-static std::string _ReadAll(int fd) {
-  std::string s;
-  char ac[4096];
-  ssize_t n;
-  while ((n = read(fd, ac, sizeof(ac))) > 0) {
-    s.append(ac, (size_t)n);
-  }
-  return s;
-}
-
 int RunZelmar(const std::string& sDir, const std::vector<std::string>& aArgs,
               std::string* pStdout, std::string* pStderr) {
   TempDir Capture;
