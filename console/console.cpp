@@ -103,6 +103,8 @@ static const PLAT_FRONTEND _FrontEnd = {
   NULL,            /* no title bar */
   _SetStatusText,
   _ShowAbout,
+  NULL,            /* no dialogs: nobody to ask */
+  NULL,
 };
 
 int CONSOLE_Run(int argc, char** argv) {

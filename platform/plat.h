@@ -73,6 +73,25 @@ void PLAT_SetStatusText(const char* sText);
 void PLAT_ShowAbout(void);
 
 /*********************************************************************
+*  Dialogs. Without a front end that has them they answer "cancelled".
+*/
+/* A label and a pattern list, such as "All files (*.*)" and "*.*". */
+typedef struct {
+  const char* sLabel;
+  const char* sPattern;
+} PLAT_FILTER;
+
+/* The Open dialog: pBuffer holds the start name and receives the path
+ * chosen (at most MaxLen characters and the end mark). FilterIndex counts
+ * from 1; 0 is taken as 1. Gives 1 when a file was chosen, 0 on cancel. */
+int PLAT_OpenFileDialog(char* pBuffer, int MaxLen, const char* sTitle,
+                        const PLAT_FILTER* aFilter, int NumFilters, int FilterIndex);
+/* A modal choice of one item of a list: gives the item number chosen
+ * (from 0), or -1 on cancel. InitialSel is selected first. */
+int PLAT_ChooseFromList(const char* sTitle, const char* sPrompt,
+                        const char* const* asItem, int NumItems, int InitialSel);
+
+/*********************************************************************
 *  Front ends register their user interface here.
 */
 typedef struct {
@@ -84,6 +103,10 @@ typedef struct {
   void (*pfSetWindowTitle)(const char* sTitle);
   void (*pfSetStatusText)(const char* sText);
   void (*pfShowAbout)(void);
+  int  (*pfOpenFileDialog)(char* pBuffer, int MaxLen, const char* sTitle,
+                           const PLAT_FILTER* aFilter, int NumFilters, int FilterIndex);
+  int  (*pfChooseFromList)(const char* sTitle, const char* sPrompt,
+                           const char* const* asItem, int NumItems, int InitialSel);
 } PLAT_FRONTEND;
 
 /* Registers the front end. The table must live as long as the program.

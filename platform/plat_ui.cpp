@@ -60,3 +60,19 @@ void PLAT_ShowAbout(void) {
     _pFrontEnd->pfShowAbout();
   }
 }
+
+int PLAT_OpenFileDialog(char* pBuffer, int MaxLen, const char* sTitle,
+                        const PLAT_FILTER* aFilter, int NumFilters, int FilterIndex) {
+  if (_pFrontEnd && _pFrontEnd->pfOpenFileDialog) {
+    return _pFrontEnd->pfOpenFileDialog(pBuffer, MaxLen, sTitle, aFilter, NumFilters, FilterIndex);
+  }
+  return 0;
+}
+
+int PLAT_ChooseFromList(const char* sTitle, const char* sPrompt,
+                        const char* const* asItem, int NumItems, int InitialSel) {
+  if (_pFrontEnd && _pFrontEnd->pfChooseFromList) {
+    return _pFrontEnd->pfChooseFromList(sTitle, sPrompt, asItem, NumItems, InitialSel);
+  }
+  return -1;
+}

@@ -175,8 +175,23 @@ static int  _FakeAlive(void) { return _pFake->IsWindowAlive; }
 static void _FakeDestroy(void) { _pFake->IsWindowAlive = false; }
 static void _FakeRefresh(void) { _pFake->NumRefresh++; }
 
+static int _FakeOpenFile(char* pBuffer, int MaxLen, const char* sTitle, const PLAT_FILTER*, int, int) {
+  _pFake->DialogTitle = sTitle;
+  if (_pFake->FileAnswer.empty() || (int)_pFake->FileAnswer.size() > MaxLen) return 0;
+  snprintf(pBuffer, (size_t)MaxLen + 1, "%s", _pFake->FileAnswer.c_str());
+  return 1;
+}
+
+static int _FakeChoose(const char* sTitle, const char*, const char* const* asItem, int NumItems, int InitialSel) {
+  _pFake->DialogTitle = sTitle;
+  _pFake->ListItems.assign(asItem, asItem + NumItems);
+  _pFake->ListInitialSel = InitialSel;
+  return _pFake->ListAnswer;
+}
+
 static const PLAT_FRONTEND _FakeTable = {
   _FakeBox, _FakeSend, _FakeAlive, _FakeDestroy, _FakeRefresh, nullptr, nullptr, nullptr,
+  _FakeOpenFile, _FakeChoose,
 };
 
 FakeFrontEnd::FakeFrontEnd() {

@@ -57,6 +57,13 @@ struct FakeFrontEnd {
   int  Answer = 6;           /* PLAT_ID_YES */
   bool IsWindowAlive = true;
   int  NumRefresh = 0;
+  /* Dialogs: the file "chosen" (empty: cancel), the list item chosen
+   * (-1: cancel), and what the last list showed. */
+  std::string FileAnswer;
+  int  ListAnswer = -1;
+  std::vector<std::string> ListItems;
+  int  ListInitialSel = -1;
+  std::string DialogTitle;
 };
 
 #endif
