@@ -8,7 +8,8 @@
 #include "../core/image.h"
 
 /* Gives pBitmapOrg itself when it is true colour already; otherwise a
- * new image, and pBitmapOrg is freed. */
+ * new image, and pBitmapOrg is freed. Both conversions give null and
+ * leave pBitmapOrg as it was when the new image cannot be made. */
 IMAGE* CONVERT_IntoRGB(IMAGE* pBitmapOrg);
 /* Format 555, 655, 565 or 556: bits of blue, green, red. Frees
  * pBitmapOrg and gives a new image. */
