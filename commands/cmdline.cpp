@@ -153,17 +153,25 @@ static void _Queue(const CMDLINE_OPTION* pOption, const char* sArg) {
   _IsBatch = 1;
 }
 
-int CMDLINE_ParseOption(const char* sOption, const CMDLINE_OPTION* aOption) {
+/* The first row whose whole name begins the option text, or null. */
+static const CMDLINE_OPTION* _FindOption(const char* sOption, const CMDLINE_OPTION* aOption) {
   for (const CMDLINE_OPTION* p = aOption; p->sName; p++) {
-    size_t Len = strlen(p->sName);
-    if (strncmp(sOption, p->sName, Len) == 0) {
-      if (p->Command == 0) {
-        CMDLINE_ShowHelp(aOption);
-      } else {
-        _Queue(p, sOption + Len);
-      }
-      return 1;
+    if (strncmp(sOption, p->sName, strlen(p->sName)) == 0) {
+      return p;
     }
+  }
+  return NULL;
+}
+
+int CMDLINE_ParseOption(const char* sOption, const CMDLINE_OPTION* aOption) {
+  const CMDLINE_OPTION* p = _FindOption(sOption, aOption);
+  if (p) {
+    if (p->Command == 0) {
+      CMDLINE_ShowHelp(aOption);
+    } else {
+      _Queue(p, sOption + strlen(p->sName));
+    }
+    return 1;
   }
   char ac[300];
   snprintf(ac, sizeof(ac), "\"%.200s\" is not a valid command !", sOption);
@@ -179,7 +187,10 @@ void CMDLINE_ParseCommandLine(int argc, char** argv) {
   _IsBusy = 1;
   for (int i = 1; i < argc; i++) {
     const char* s = argv[i];
-    if (s[0] == '-' || s[0] == '/') {
+    /* Here an absolute path begins with the slash that also introduces an
+     * option: a first argument that names no option is the file. */
+    int IsPath = (s[0] == '/' && i == 1 && _FindOption(s + 1, _aOption) == NULL);
+    if ((s[0] == '-' || s[0] == '/') && !IsPath) {
       CMDLINE_ParseOption(s + 1, _aOption);
     } else if (i == 1) {
       sFile = s;

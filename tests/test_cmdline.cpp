@@ -31,8 +31,13 @@ protected:
     Store = aArgs;
     CMDLINE_ParseCommandLine((int)av.size(), av.data());
   }
+  /* Ticks until the queue is over; the exit command ends the run as the
+   * window's end would. */
   void RunQueue() {
-    for (int i = 0; i < 50 && CMDLINE_IsPending(); i++) CMDLINE_Exec();
+    for (int i = 0; i < 50 && CMDLINE_IsPending(); i++) {
+      CMDLINE_Exec();
+      if (!_aRun.empty() && _aRun.back() == 0xE141) break;
+    }
   }
   std::vector<std::string> Store;
   FakeFrontEnd Ui;
@@ -47,7 +52,7 @@ TEST_F(Cmdline, HelpTextIsExact) {
   EXPECT_EQ(s.rfind("Valid command line options:\r\n\r\n-convertintobw\t\tConvert to BW\r\n", 0), 0u);
   EXPECT_NE(s.find("-saveas\t\t\t<FILENAME>,<TYPE>[,<FORMAT>[,<NOPALETTE>]]> Saves file as <FILENAME>,\n"), std::string::npos);
   EXPECT_NE(s.find("\t\t\tNOPALETTE: 1 to save without palette\r\n-transparency"), std::string::npos);
-  EXPECT_EQ(s.substr(s.size() - 22), "-?\t\t\tDisplay this box\r\n");
+  EXPECT_EQ(s.substr(s.size() - 23), "-?\t\t\tDisplay this box\r\n");
   EXPECT_EQ(Ui.Boxes[0].Title, "Commandline");
   EXPECT_EQ(Ui.Boxes[0].Icon, PLAT_ICON_INFO);
   EXPECT_FALSE(CMDLINE_IsBatch());
@@ -203,4 +208,14 @@ TEST_F(Cmdline, NoArgumentsNoQueueNoBox) {
   EXPECT_FALSE(CMDLINE_IsBatch());
   EXPECT_FALSE(CMDLINE_IsPending());
   EXPECT_TRUE(Ui.Boxes.empty());
+}
+
+TEST_F(Cmdline, AbsolutePathFirstIsTheFileNotAnOption) {
+  Parse({"/no/such/picture.bmp", "/fliph", "/nosuchoption"});
+  EXPECT_EQ(Reports.Errors, std::vector<std::string>{"File not found"});
+  ASSERT_EQ(Ui.Boxes.size(), 2u);
+  EXPECT_EQ(Ui.Boxes[0].Text, "\"nosuchoption\" is not a valid command !");
+  EXPECT_EQ(Ui.Boxes[1].Title, "Commandline");   /* help after the failed open */
+  RunQueue();
+  EXPECT_EQ(_aRun, std::vector<unsigned>{0x8018});
 }
