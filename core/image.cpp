@@ -63,7 +63,7 @@ int IMAGE_IsSizeValid(I32 XSize, I32 YSize, I32 NumColors) {
   }
   int BitsPerPixel = NumColors ? 8 : 24;
   int64_t BytesPerLine = ((int64_t)BitsPerPixel * XSize + 31) / 32 * 4;
-  return BytesPerLine * YSize <= IMAGE_MAX_BYTES;
+  return BytesPerLine <= IMAGE_MAX_BYTES && BytesPerLine * YSize <= IMAGE_MAX_BYTES;
 }
 
 IMAGE* IMAGE_Create(I32 XSize, I32 YSize, I32 NumColors) {
@@ -86,7 +86,7 @@ IMAGE* IMAGE_Create(I32 XSize, I32 YSize, I32 NumColors) {
   pImage->YSize        = YSize;
   pImage->NumColors    = NumColors;
   pImage->BitsPerPixel = NumColors ? 8 : 24;
-  pImage->BytesPerLine = (pImage->BitsPerPixel * XSize + 31) / 32 * 4;
+  pImage->BytesPerLine = (I32)(((int64_t)pImage->BitsPerPixel * XSize + 31) / 32 * 4);
   size_t NumDataBytes  = (size_t)pImage->BytesPerLine * (size_t)YSize;
   pImage->pData = (U8*)PLAT_Alloc(NumDataBytes);
   pImage->pInfo = (U8*)PLAT_Alloc(40 + 4 * (size_t)NumColors);

@@ -9,6 +9,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/stat.h>
 
 #define WRITE_BUFFER_SIZE 65536
 
@@ -43,6 +44,14 @@ PLAT_FILE* PLAT_OpenRead(const char* sPath, int* pError) {
   if (pStream == NULL) {
     if (pError) {
       *pError = (errno == ENOENT) ? PLAT_OPEN_NOT_FOUND : PLAT_OPEN_FAILED;
+    }
+    return NULL;
+  }
+  struct stat Info;
+  if (fstat(fileno(pStream), &Info) == 0 && S_ISDIR(Info.st_mode)) {
+    fclose(pStream);   /* a folder is no file to read */
+    if (pError) {
+      *pError = PLAT_OPEN_FAILED;
     }
     return NULL;
   }

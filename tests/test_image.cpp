@@ -138,7 +138,9 @@ TEST(Image, AbsurdSizesAreRefusedWithAMessage) {
   EXPECT_EQ(IMAGE_Create(-1, 5, 0), nullptr);
   EXPECT_EQ(IMAGE_Create(100000, 100000, 0), nullptr);
   EXPECT_EQ(IMAGE_Create(4, 4, 257), nullptr);
-  ASSERT_EQ(r.Errors.size(), 3u);
+  EXPECT_EQ(IMAGE_Create((1 << 30) + 4, 1, 2), nullptr);   /* row bits past 32 bits */
+  EXPECT_EQ(IMAGE_Create(0x7FFFFFFF, 0, 0), nullptr);
+  ASSERT_EQ(r.Errors.size(), 5u);
   EXPECT_EQ(r.Errors[2], "Only palettes with up to 256 entries supported!");
   IMAGE* p = IMAGE_Create(0, 0, 0);   /* an empty image is fine */
   ASSERT_NE(p, nullptr);
