@@ -427,15 +427,10 @@ TEST(CSourceRefuse, WritesNothing) {
     { pPal, 1,  3, "Format 3 is not a valid format" },
     { pPal, 1,  0, "Format 0 is not a valid format" },
     { pPal, 1, 14, "Format 14 is not a valid format" },
-    { pPal, 1,  6, "Compressed formats are not supported yet" },
-    { pPal, 1,  7, "Compressed formats are not supported yet" },
-    { pRGB, 1, 10, "Compressed formats are not supported yet" },
-    { pRGB, 1, 11, "Compressed formats are not supported yet" },
     { pRGB, 1,  1, "FORMAT does not fit to bitmap!" },
     { pRGB, 1,  5, "FORMAT does not fit to bitmap!" },
-    { pPal, 2,  5, "Unsupported file type" },
-    { pPal, 3,  5, "Unsupported file type" },
-    { pPal, 4,  5, "Unsupported file type" },
+    { pPal, 0,  5, "Unsupported file type" },
+    { pPal, 5,  5, "Unsupported file type" },
   };
   for (const auto& Case : aCase) {
     Catcher.Clear();
