@@ -12,6 +12,10 @@
  * biSizeImage. Give null on success, else the text of the error. */
 const char* DecompressRLE4(IMAGE* pImage, const U8* pData, I32 NumPixelBytes, U32 NumAvail);
 const char* DecompressRLE8(IMAGE* pImage, const U8* pData, I32 NumPixelBytes, U32 NumAvail);
+/* The same where NumMissing bytes behind the NumAvail at pData read as
+ * zero (the part of a truncated file that never arrived). */
+const char* DecompressRLE4Ex(IMAGE* pImage, const U8* pData, I32 NumPixelBytes, U32 NumAvail, U32 NumMissing);
+const char* DecompressRLE8Ex(IMAGE* pImage, const U8* pData, I32 NumPixelBytes, U32 NumAvail, U32 NumMissing);
 
 IMAGE* SBMP_Load(PLAT_FILE* hFile);
 /* The same on a block in memory (used by the loader and by tests). */

@@ -1,0 +1,344 @@
+/*
+ * Decoder of a packed DIB held in memory: BITMAPINFOHEADER, colour table,
+ * pixels.
+ *
+ * Where things lie follows from the header alone: the colour table starts
+ * biSize bytes from the start, the pixels (or the three BI_BITFIELDS masks
+ * and then the pixels) directly behind the table. The header's numbers are
+ * not trusted: every byte is read through a test against the block's end.
+ * A header field or colour entry behind the end reads as 0, and a decoder
+ * that runs out of data stops and keeps what it has, the rest of the
+ * picture staying 0. That is exactly what a zero-filled block of the full
+ * length would give, which is how truncated files are meant to decode.
+ */
+#include "dib.h"
+
+#include "rle.h"
+
+typedef uint64_t U64;
+
+/* The header fields that count. */
+typedef struct {
+  U32 Size;
+  I32 Width;
+  I32 Height;
+  U32 BitCount;
+  U32 Compression;
+  I32 SizeImage;
+  U32 ClrUsed;
+} _HEADER;
+
+/* The pixel data of one DIB: NumAvail bytes at pData, nothing behind. */
+typedef struct {
+  const U8* pData;
+  U64       NumAvail;
+} _PIXELS;
+
+typedef U32 _PFN_PIXEL(const U8* pRow, I32 x, const U32* aMask);
+
+/*********************************************************************
+*  Bounded little-endian reads: bytes at or behind NumBytes read as 0
+*/
+static U32 _GetLE(const U8* p, U64 NumBytes, U64 Off, int NumFieldBytes) {
+  U32 v = 0;
+  for (int i = 0; i < NumFieldBytes; i++) {
+    if (Off + (U64)i < NumBytes) {
+      v |= (U32)p[Off + (U64)i] << (8 * i);
+    }
+  }
+  return v;
+}
+
+static U32 _Get16(const U8* p) { return (U32)p[0] | (U32)p[1] << 8; }
+static U32 _Get32(const U8* p) { return _Get16(p) | _Get16(p + 2) << 16; }
+
+/*********************************************************************
+*  _MaskedToColor
+*
+*  One channel: the masked value, shifted down with its mask until bit 0
+*  of the mask is set, scaled to 0..255 with truncation. The product is
+*  taken in 64 bits so that masks wider than 24 bits still give 0..255.
+*  A mask of 0 selects nothing and gives 0.
+*/
+static U32 _MaskedChannel(U32 Value, U32 Mask) {
+  if (Mask == 0) {
+    return 0;
+  }
+  Value &= Mask;
+  while ((Mask & 1) == 0) {
+    Mask  >>= 1;
+    Value >>= 1;
+  }
+  return (U32)((U64)Value * 255 / Mask);
+}
+
+static U32 _MaskedToColor(U32 Value, U32 MaskR, U32 MaskG, U32 MaskB) {
+  return _MaskedChannel(Value, MaskR)
+       | _MaskedChannel(Value, MaskG) << 8
+       | _MaskedChannel(Value, MaskB) << 16;
+}
+
+/*********************************************************************
+*  Pixel fetchers of the uncompressed depths
+*/
+static U32 _Pixel1(const U8* pRow, I32 x, const U32* aMask) {
+  (void)aMask;
+  return (U32)(pRow[x / 8] >> (7 - x % 8)) & 1;
+}
+
+static U32 _Pixel4(const U8* pRow, I32 x, const U32* aMask) {
+  (void)aMask;
+  U32 Byte = pRow[x / 2];
+  return (x & 1) ? (Byte & 15) : (Byte >> 4);
+}
+
+static U32 _Pixel8(const U8* pRow, I32 x, const U32* aMask) {
+  (void)aMask;
+  return pRow[x];
+}
+
+static U32 _Pixel16(const U8* pRow, I32 x, const U32* aMask) {
+  return _MaskedToColor(_Get16(pRow + 2 * x), aMask[0], aMask[1], aMask[2]);
+}
+
+static U32 _Pixel24(const U8* pRow, I32 x, const U32* aMask) {
+  (void)aMask;
+  const U8* p = pRow + 3 * x;
+  return (U32)p[2] | (U32)p[1] << 8 | (U32)p[0] << 16;
+}
+
+static U32 _Pixel32RGB(const U8* pRow, I32 x, const U32* aMask) {
+  (void)aMask;
+  const U8* p = pRow + 4 * x;
+  return (U32)p[2] | (U32)p[1] << 8 | (U32)p[0] << 16;
+}
+
+static U32 _Pixel32(const U8* pRow, I32 x, const U32* aMask) {
+  return _MaskedToColor(_Get32(pRow + 4 * x), aMask[0], aMask[1], aMask[2]);
+}
+
+/*********************************************************************
+*  _DecodeRows
+*
+*  Walks the file's rows in file order and hands each complete pixel to
+*  the image. Row r of the file is image row YSize - 1 - r for a positive
+*  biHeight (bottom-up) and row r for a negative one. The walk ends at
+*  the first pixel whose bytes are not all inside the data.
+*/
+static void _DecodeRows(IMAGE* pImage, const _PIXELS* pPixels, const _HEADER* pHeader,
+                        int BitsPerPixel, U64 Stride, _PFN_PIXEL* pfnPixel, const U32* aMask) {
+  I32 XSize = pImage->XSize;
+  I32 YSize = pImage->YSize;
+  if (XSize <= 0) {
+    return;
+  }
+  for (I32 r = 0; r < YSize; r++) {
+    U64 Off = (U64)r * Stride;
+    if (Off >= pPixels->NumAvail) {
+      return;
+    }
+    U64 NumRowBytes = pPixels->NumAvail - Off;
+    U64 NumWhole    = NumRowBytes * 8 / (U64)BitsPerPixel;  /* pixels whose bytes are all there */
+    I32 NumPixels   = NumWhole < (U64)XSize ? (I32)NumWhole : XSize;
+    I32 y = (pHeader->Height < 0) ? r : YSize - 1 - r;
+    const U8* pRow = pPixels->pData + Off;
+    for (I32 x = 0; x < NumPixels; x++) {
+      IMAGE_SetPixel(pImage, x, y, pfnPixel(pRow, x, aMask));
+    }
+    if (NumPixels < XSize) {
+      return;
+    }
+  }
+}
+
+/* Bytes of a row padded to a multiple of 4, in 64 bits so that no width
+ * can overflow it. */
+static U64 _PaddedStride(I32 XSize, int BitsPerPixel) {
+  return ((U64)(U32)XSize * (U64)BitsPerPixel + 31) / 32 * 4;
+}
+
+/* The three masks that open BI_BITFIELDS data, and the pixels behind. */
+static _PIXELS _ReadMasks(const _PIXELS* pPixels, U32* aMask) {
+  for (int i = 0; i < 3; i++) {
+    aMask[i] = _GetLE(pPixels->pData, pPixels->NumAvail, 4 * (U64)i, 4);
+  }
+  _PIXELS Behind;
+  U64 Skip = pPixels->NumAvail < 12 ? pPixels->NumAvail : 12;
+  Behind.pData    = pPixels->pData + Skip;
+  Behind.NumAvail = pPixels->NumAvail - Skip;
+  return Behind;
+}
+
+/*********************************************************************
+*  The decoders, one per depth and compression
+*/
+static const char* _Load1BPP(IMAGE* pImage, const _PIXELS* pPixels, const _HEADER* pHeader) {
+  _DecodeRows(pImage, pPixels, pHeader, 1, _PaddedStride(pImage->XSize, 1), _Pixel1, NULL);
+  IMAGE_ShowStatus("Loaded 1 bpp bitmap");
+  return NULL;
+}
+
+static const char* _Load4BPPUncompressed(IMAGE* pImage, const _PIXELS* pPixels, const _HEADER* pHeader) {
+  _DecodeRows(pImage, pPixels, pHeader, 4, _PaddedStride(pImage->XSize, 4), _Pixel4, NULL);
+  IMAGE_ShowStatus("Loaded uncompressed 4 bpp bitmap");
+  return NULL;
+}
+
+static const char* _Load8BPPUncompressed(IMAGE* pImage, const _PIXELS* pPixels, const _HEADER* pHeader) {
+  _DecodeRows(pImage, pPixels, pHeader, 8, _PaddedStride(pImage->XSize, 8), _Pixel8, NULL);
+  IMAGE_ShowStatus("Loaded uncompressed 8 bpp bitmap");
+  return NULL;
+}
+
+static const char* _Load16BPPRGB(IMAGE* pImage, const _PIXELS* pPixels, const _HEADER* pHeader) {
+  static const U32 _aMask555[3] = { 0x7C00, 0x03E0, 0x001F };
+  _DecodeRows(pImage, pPixels, pHeader, 16, _PaddedStride(pImage->XSize, 16), _Pixel16, _aMask555);
+  IMAGE_ShowStatus("Loaded 16 bpp bitmap (RGB)");
+  return NULL;
+}
+
+static const char* _Load16BPPBitfields(IMAGE* pImage, const _PIXELS* pPixels, const _HEADER* pHeader) {
+  U32 aMask[3];
+  _PIXELS Pixels = _ReadMasks(pPixels, aMask);
+  _DecodeRows(pImage, &Pixels, pHeader, 16, _PaddedStride(pImage->XSize, 16), _Pixel16, aMask);
+  IMAGE_ShowStatus("Loaded 16 bpp bitmap (Bitfields)");
+  return NULL;
+}
+
+static const char* _Load24BPP(IMAGE* pImage, const _PIXELS* pPixels, const _HEADER* pHeader) {
+  _DecodeRows(pImage, pPixels, pHeader, 24, _PaddedStride(pImage->XSize, 24), _Pixel24, NULL);
+  IMAGE_ShowStatus("Loaded 24 bpp bitmap");
+  return NULL;
+}
+
+static const char* _Load32BPPRGB(IMAGE* pImage, const _PIXELS* pPixels, const _HEADER* pHeader) {
+  _DecodeRows(pImage, pPixels, pHeader, 32, (U64)(U32)pImage->XSize * 4, _Pixel32RGB, NULL);
+  IMAGE_ShowStatus("Loaded 32 bpp bitmap (RGB)");
+  return NULL;
+}
+
+static const char* _Load32BPPBitfields(IMAGE* pImage, const _PIXELS* pPixels, const _HEADER* pHeader) {
+  U32 aMask[3];
+  _PIXELS Pixels = _ReadMasks(pPixels, aMask);
+  _DecodeRows(pImage, &Pixels, pHeader, 32, (U64)(U32)pImage->XSize * 4, _Pixel32, aMask);
+  IMAGE_ShowStatus("Loaded 32 bpp bitmap (BITFIELDS)");
+  return NULL;
+}
+
+/*********************************************************************
+*  _Decode: picks the decoder by depth and compression. NumMissing is
+*  handed on to the run-length decoders only: for every other decoder
+*  zero bytes give the pixels that an untouched image already holds.
+*/
+static const char* _Decode(IMAGE* pImage, const _PIXELS* pPixels, U32 NumMissing, const _HEADER* pHeader) {
+  U32 NumAvail = (U32)pPixels->NumAvail;
+  switch (pHeader->BitCount) {
+  case 1:
+    return _Load1BPP(pImage, pPixels, pHeader);
+  case 4:
+    if (pHeader->Compression == 0) {
+      return _Load4BPPUncompressed(pImage, pPixels, pHeader);
+    }
+    if (pHeader->Compression == 2) {
+      return DecompressRLE4Ex(pImage, pPixels->pData, pHeader->SizeImage, NumAvail, NumMissing);
+    }
+    return "4 BPP bitmap - Unknown compression format (should be BI_RGB or BI_RLE4)";
+  case 8:
+    if (pHeader->Compression == 0) {
+      return _Load8BPPUncompressed(pImage, pPixels, pHeader);
+    }
+    if (pHeader->Compression == 1) {
+      return DecompressRLE8Ex(pImage, pPixels->pData, pHeader->SizeImage, NumAvail, NumMissing);
+    }
+    return "8 BPP bitmap - Unknown compression format (should be BI_RGB or BI_RLE8)";
+  case 16:
+    if (pHeader->Compression == 0) {
+      return _Load16BPPRGB(pImage, pPixels, pHeader);
+    }
+    if (pHeader->Compression == 3) {
+      return _Load16BPPBitfields(pImage, pPixels, pHeader);
+    }
+    return "16 BPP bitmap - Unknown compression format (should be BI_RGB or BI_RLE8)";
+  case 24:
+    return _Load24BPP(pImage, pPixels, pHeader);
+  default: /* 32 */
+    if (pHeader->Compression == 0) {
+      return _Load32BPPRGB(pImage, pPixels, pHeader);
+    }
+    if (pHeader->Compression == 3) {
+      return _Load32BPPBitfields(pImage, pPixels, pHeader);
+    }
+    return "32 BPP bitmap - Unknown compression format (should be BI_RGB or BI_RLE8)";
+  }
+}
+
+/*********************************************************************
+*  Public
+*/
+IMAGE* IMAGE_CreateFromShortDIB(const U8* pDIB, U32 NumBytes, U32 NumMissing) {
+  _HEADER Header;
+  Header.Size        = _GetLE(pDIB, NumBytes, 0, 4);
+  Header.Width       = (I32)_GetLE(pDIB, NumBytes, 4, 4);
+  Header.Height      = (I32)_GetLE(pDIB, NumBytes, 8, 4);
+  Header.BitCount    = _GetLE(pDIB, NumBytes, 14, 2);
+  Header.Compression = _GetLE(pDIB, NumBytes, 16, 4);
+  Header.SizeImage   = (I32)_GetLE(pDIB, NumBytes, 20, 4);
+  Header.ClrUsed     = _GetLE(pDIB, NumBytes, 32, 4);
+  U32 Bits = Header.BitCount;
+  if (Bits == 0) {
+    IMAGE_ShowError("BITMAPINFOHEADER: biBitCount = 0 (JPEG format) not supported. Please convert image !");
+    return NULL;
+  }
+  if (Bits != 1 && Bits != 4 && Bits != 8 && Bits != 16 && Bits != 24 && Bits != 32) {
+    IMAGE_ShowError("Error in BITMAPINFOHEADER: biBitCount should be 0, 1, 4, 8, 16, 24 or 32");
+    return NULL;
+  }
+  U32 NumColors = 0;
+  if (Bits <= 8) {
+    NumColors = Header.ClrUsed ? Header.ClrUsed : (1u << Bits);
+  }
+  /* The height's absolute value; that of -2^31 does not fit and stays
+   * negative, which IMAGE_Create refuses like any other absurd size. */
+  I32 YSize = Header.Height;
+  if (YSize < 0) {
+    YSize = (YSize == INT32_MIN) ? INT32_MIN : -YSize;
+  }
+  /* Counts above 256 (also those beyond the signed range) are refused
+   * by IMAGE_Create with its message. */
+  IMAGE* pImage = IMAGE_Create(Header.Width, YSize, (I32)NumColors);
+  if (pImage == NULL) {
+    return NULL;
+  }
+  U64 Off = Header.Size;
+  for (U32 i = 0; i < NumColors && Off < NumBytes; i++, Off += 4) {
+    U32 b = _GetLE(pDIB, NumBytes, Off, 1);
+    U32 g = _GetLE(pDIB, NumBytes, Off + 1, 1);
+    U32 r = _GetLE(pDIB, NumBytes, Off + 2, 1);
+    IMAGE_SetColor(pImage, (I32)i, r | g << 8 | b << 16);
+  }
+  /* The pixels start directly behind the table; where that lies past the
+   * bytes at hand, as much of the missing part as remains counts. */
+  U64 PixOff   = (U64)Header.Size + 4 * (U64)NumColors;
+  U64 NumTotal = (U64)NumBytes + NumMissing;
+  _PIXELS Pixels;
+  if (PixOff < NumBytes) {
+    Pixels.pData    = pDIB + PixOff;
+    Pixels.NumAvail = NumBytes - PixOff;
+  } else {
+    Pixels.pData    = pDIB + NumBytes;
+    Pixels.NumAvail = 0;
+  }
+  U64 Start = PixOff > NumBytes ? PixOff : NumBytes;
+  U32 NumPixMissing = Start < NumTotal ? (U32)(NumTotal - Start) : 0;
+  const char* sError = _Decode(pImage, &Pixels, NumPixMissing, &Header);
+  if (sError) {
+    IMAGE_ShowError(sError);
+    IMAGE_Free(pImage);
+    return NULL;
+  }
+  return pImage;
+}
+
+IMAGE* IMAGE_CreateFromDIB(const U8* pDIB, U32 NumBytes) {
+  return IMAGE_CreateFromShortDIB(pDIB, NumBytes, 0);
+}
