@@ -7,9 +7,11 @@
 #include <string.h>
 
 #include "../commands/cmdline.h"
+#include "../commands/dispatch.h"
 #include "../commands/workspace.h"
 #include "../core/image.h"
 #include "../core/msg.h"
+#include "../output/save.h"
 #include "../platform/plat.h"
 
 #define VERSION_MAJOR 3
@@ -52,9 +54,26 @@ static void _ExecCommand(unsigned Command, unsigned Param) {
   CMDLINE_ExecCommand(Command, Param);
 }
 
+/* The batch state, as the error report sees it. */
+static const MSG_BATCH _Batch = {
+  CMDLINE_IsBatch, CMDLINE_SetErrorOccured, CMDLINE_IsExitQueued, CMDLINE_GetTitle, CMDLINE_GetLogFile
+};
+
+static int _OpenFile(const char* sFile) {
+  return OnFileOpen(sFile) != NULL;
+}
+
+void MAIN_ConnectLayers(void) {
+  MSG_SetBatch(&_Batch);
+  CMDLINE_SetOpenHook(_OpenFile);
+  IMAGE_SetBanner(_sAppName, _sNotice);
+  WORKSPACE_SetTitleHook(MAIN_SetTitle);
+}
+
 void MAIN_InitApp(void) {
   snprintf(_acVersion, sizeof(_acVersion), "%d.%.2d", VERSION_MAJOR, VERSION_MINOR);
   IMAGE_SetHooks(MSG_Status, MSG_Error, _acVersion);
+  MAIN_ConnectLayers();
   CMDLINE_Init("Zelmar", "Zelmar.log", MAIN_CMD_EXIT, _ExecCommand);
   Zoom = 20;
 }

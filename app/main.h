@@ -20,6 +20,12 @@ void        MAIN_SetTitle(const char* sFile);
  * exists), then hooks, command line and zoom, then the arguments. */
 void MAIN_BuildBaseTitle(void);
 void MAIN_InitApp(void);
+/* The part of MAIN_InitApp that hands the lower layers what they take
+ * from above: the batch state to the error report, name and notice to
+ * the C banner, the window title to the workspace, the opening of a
+ * file to the command line. Tests that run the
+ * modules without the report hooks and the command line call it. */
+void MAIN_ConnectLayers(void);
 void MAIN_ParseCommandLine(int argc, char** argv);
 
 /* What the main window does with WM_COMMAND. */

@@ -1,6 +1,5 @@
 /*
- * Custom palette files (.OmrakPal) and the command that converts the
- * current image onto one.
+ * Custom palette files (.OmrakPal).
  *
  * File layout, all numbers little-endian:
  *   0x00  8 bytes           "OmrakPal", no terminator
@@ -12,20 +11,11 @@
  */
 #include "custompal.h"
 
-#include <stdio.h>
 #include <string.h>
 
-#include "../commands/cmdline.h"
-#include "../commands/workspace.h"
 #include "../core/image.h"
-#include "../core/msg.h"
 #include "../platform/plat.h"
 #include "palette.h"
-
-#define PALETTE_FILE_LEN 500
-
-/* The file last used: the dialog opens with it. */
-static char _acPaletteFile[PALETTE_FILE_LEN];
 
 static U32 _Get32(const U8* p) {
   return (U32)p[0] | (U32)p[1] << 8 | (U32)p[2] << 16 | (U32)p[3] << 24;
@@ -100,47 +90,4 @@ static int _LoadPalette(const char* sFileName) {
 
 int CUSTOMPAL_Load(const char* sFileName) {
   return _LoadPalette(sFileName);
-}
-
-/*********************************************************************
-*  The command
-*/
-static const PLAT_FILTER _aFilter[] = {
-  { "Omrak Palette file (*.OmrakPal)", "*.OmrakPal" },
-  { "All files (*.*)",                 "*.*" },
-};
-
-/* Gets the file name from the batch entry or the dialog into
- * _acPaletteFile; 1 when there is one to read. */
-static int _GetPaletteFile(void) {
-  if (CMDLINE_IsBatch()) {
-    char acFile[PALETTE_FILE_LEN];
-    CMDLINE_GetString(acFile, PALETTE_FILE_LEN - 1);
-    PLAT_FILE* hFile = PLAT_OpenRead(acFile, NULL);
-    if (hFile == NULL) {
-      MSG_Error("Invalid file handle");
-      return 0;
-    }
-    PLAT_Close(hFile);
-    snprintf(_acPaletteFile, sizeof(_acPaletteFile), "%s", acFile);
-    return 1;
-  }
-  return PLAT_OpenFileDialog(_acPaletteFile, PALETTE_FILE_LEN - 1, "Open custom palette",
-                             _aFilter, 2, LastFileType);
-}
-
-/* Snapshot, file name, palette, a second snapshot, conversion. A failure
- * or a cancel on the way leaves the image as it was and the first
- * snapshot on the undo stack. With no current image the conversion
- * reports it and nothing changes. */
-void OnConvertIntoCustomPalette(void) {
-  UNDO_Push();
-  if (_GetPaletteFile() && _LoadPalette(_acPaletteFile) == 0) {
-    UNDO_Push();
-    IMAGE* pResult = CONVERT_IntoCustomPalette(pBitmapCurrent);
-    if (pResult) {
-      pBitmapCurrent = pResult;
-    }
-  }
-  CANVAS_Refresh();
 }

@@ -1,6 +1,6 @@
 /*
- * Custom palette files (.OmrakPal) and the command that converts the
- * current image onto one.
+ * Custom palette files (.OmrakPal): read into the custom palette, onto
+ * which CONVERT_IntoCustomPalette maps an image.
  */
 #ifndef ZELMAR_COLOR_CUSTOMPAL_H
 #define ZELMAR_COLOR_CUSTOMPAL_H
@@ -8,8 +8,5 @@
 /* Reads the file into the custom palette. 0 on success, 1 on failure
  * (reported). */
 int  CUSTOMPAL_Load(const char* sFileName);
-/* The command: name from the batch entry or a dialog, then the
- * conversion of the current image. */
-void OnConvertIntoCustomPalette(void);
 
 #endif

@@ -9,7 +9,5 @@
 
 /* Choice 0: no transparency; n > 0: palette entry n - 1. In place. */
 void IMAGE_SetTransparency(IMAGE* pImage, int Choice);
-void OnTransparencyDlg(void);
-void OnTransparencyOption(void);
 
 #endif

@@ -14,7 +14,6 @@
 
 #include "../core/msg.h"
 #include "../platform/plat.h"
-#include "workspace.h"
 
 #define NUM_ENTRIES  20
 #define ARG_LEN      200
@@ -76,6 +75,7 @@ static int             _ErrorOccured;
 static int             _ExitQueued;
 static unsigned        _ExitCommand;
 static CMDLINE_PFEXEC* _pfExec;
+static CMDLINE_PFOPEN* _pfOpen;
 static char            _acTitle[100];
 static char            _acLogFile[260];
 static const char*     _pArg;
@@ -86,6 +86,10 @@ static int             _IsBusy;
 /*********************************************************************
 *  Set-up
 */
+void CMDLINE_SetOpenHook(CMDLINE_PFOPEN* pfOpen) {
+  _pfOpen = pfOpen;
+}
+
 void CMDLINE_Init(const char* sTitle, const char* sLogFile, unsigned ExitCommand, CMDLINE_PFEXEC* pfExec) {
   if (sTitle) {
     snprintf(_acTitle, sizeof(_acTitle), "%s", sTitle);
@@ -197,8 +201,8 @@ void CMDLINE_ParseCommandLine(int argc, char** argv) {
     }
     /* Any later argument without prefix has no meaning and is passed over. */
   }
-  if (sFile) {
-    if (OnFileOpen(sFile) == NULL) {
+  if (sFile && _pfOpen) {
+    if (!_pfOpen(sFile)) {
       CMDLINE_ShowHelp(_aOption);
     }
   }

@@ -16,6 +16,11 @@ typedef struct {
 
 typedef void CMDLINE_PFEXEC(unsigned Command, unsigned Param);
 
+/* Opens the file named first on the command line; 1 when it is open.
+ * The workspace does that; start-up hands it down. */
+typedef int CMDLINE_PFOPEN(const char* sFile);
+
+void CMDLINE_SetOpenHook(CMDLINE_PFOPEN* pfOpen);
 void CMDLINE_Init(const char* sTitle, const char* sLogFile, unsigned ExitCommand, CMDLINE_PFEXEC* pfExec);
 /* Parses the arguments (argv[0] is the program's name). A file named
  * first is opened before this returns. */

@@ -6,10 +6,14 @@
 
 #include <string.h>
 
-#include "../commands/cmdline.h"
 #include "../platform/plat.h"
 
-static PLAT_FILE* _hLogFile;
+static PLAT_FILE*       _hLogFile;
+static const MSG_BATCH* _pBatch;
+
+void MSG_SetBatch(const MSG_BATCH* pBatch) {
+  _pBatch = pBatch;
+}
 
 static void _CloseLog(void) {
   if (_hLogFile) {
@@ -20,7 +24,7 @@ static void _CloseLog(void) {
 }
 
 static void _LogError(const char* sText) {
-  const char* sLogFile = CMDLINE_GetLogFile();
+  const char* sLogFile = _pBatch->pfGetLogFile();
   if (sLogFile == NULL || *sLogFile == 0) {
     return;
   }
@@ -42,14 +46,14 @@ void MSG_Error(const char* sText) {
   if (sText == NULL) {
     return;
   }
-  if (CMDLINE_IsBatch()) {
-    CMDLINE_SetErrorOccured();
+  if (_pBatch && _pBatch->pfIsBatch()) {
+    _pBatch->pfSetError();
     _LogError(sText);
-    if (CMDLINE_IsExitQueued()) {
+    if (_pBatch->pfIsExitQueued()) {
       return;
     }
   }
-  PLAT_MessageBox(sText, CMDLINE_GetTitle(), PLAT_ICON_WARNING, PLAT_BUTTONS_OK, PLAT_ID_OK);
+  PLAT_MessageBox(sText, _pBatch ? _pBatch->pfGetTitle() : "", PLAT_ICON_WARNING, PLAT_BUTTONS_OK, PLAT_ID_OK);
 }
 
 void MSG_Status(const char* sText) {

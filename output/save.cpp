@@ -19,13 +19,20 @@
 #include <stdio.h>
 #include <string.h>
 
-#include "../app/main.h"
 #include "bmpout.h"
 #include "gifout.h"
 
 /*********************************************************************
 *  Module state. The engine is not re-entered: one save runs at a time.
 */
+static const char* _sAppName = "";   /* banner texts, from IMAGE_SetBanner */
+static const char* _sNotice  = "";
+
+void IMAGE_SetBanner(const char* sAppName, const char* sNotice) {
+  _sAppName = sAppName ? sAppName : "";
+  _sNotice  = sNotice ? sNotice : "";
+}
+
 static int _BitsPerPixel;     /* stored depth of the format in work; kept between saves */
 static int _WithPalette;      /* 1: palette section is live, 0: for reference only */
 static U32 _LineLength;       /* characters on the current line of the pixel array */
@@ -225,8 +232,8 @@ static void _WriteBanner(const IMAGE* pImage, PLAT_FILE* hFile, const char* sNam
     "#endif\r\n"
     "\r\n",
     _sStars + 1, acMaker, acSlogan, acAddress, _sStars,
-    MAIN_GetAppName(), IMAGE_GetVersion(),
-    MAIN_GetNotice(),
+    _sAppName, IMAGE_GetVersion(),
+    _sNotice,
     _sStars,
     sName,
     (int)pImage->XSize, (int)pImage->YSize,

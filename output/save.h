@@ -15,6 +15,10 @@ typedef struct {
 
 /* Gives the image that becomes the caller's current one: pImage, or for
  * GIF the reduced image (pImage is then freed). */
+/* The application's name and notice for the banner of C files; given at
+ * start-up by the application, which owns them. The version comes from
+ * IMAGE_SetHooks. */
+void   IMAGE_SetBanner(const char* sAppName, const char* sNotice);
 IMAGE* IMAGE_SaveFile(IMAGE* pImage, PLAT_FILE* hFile, int Type, const char* sFileName, const SAVEFORMAT* pFormat);
 
 #endif

@@ -3,6 +3,7 @@
 #include "color/custompal.h"
 #include "color/palette.h"
 #include "commands/cmdline.h"
+#include "commands/colorcmd.h"
 #include "commands/workspace.h"
 #include "testutil.h"
 

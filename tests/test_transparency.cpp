@@ -2,6 +2,7 @@
 
 #include "color/transparency.h"
 #include "commands/cmdline.h"
+#include "commands/colorcmd.h"
 #include "commands/workspace.h"
 #include "testutil.h"
 

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "commands/dispatch.h"
 #include "commands/workspace.h"
 #include "testutil.h"
 

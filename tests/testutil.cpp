@@ -168,6 +168,9 @@ IMAGE* MakeTestImage(int XSize, int YSize, int NumColors) {
 
 static FakeFrontEnd* _pFake;
 
+/* The modules run connected as start-up connects them. */
+[[maybe_unused]] static const int _IsConnected = (MAIN_ConnectLayers(), 1);
+
 static int _FakeBox(const char* sText, const char* sTitle, int Icon, int Buttons, int DefaultId) {
   _pFake->Boxes.push_back({sText, sTitle ? sTitle : "(null)", Icon, Buttons});
   return Buttons == PLAT_BUTTONS_YESNO ? _pFake->Answer : DefaultId;

@@ -1,0 +1,134 @@
+/*
+ * The colour commands that need a parameter. In a batch the parameter is
+ * the text of the queue entry; otherwise a list or a file dialog asks.
+ */
+#include "colorcmd.h"
+
+#include <stdio.h>
+
+#include "../color/custompal.h"
+#include "../color/palette.h"
+#include "../color/transparency.h"
+#include "../core/msg.h"
+#include "../platform/plat.h"
+#include "cmdline.h"
+#include "workspace.h"
+
+/*********************************************************************
+*  Transparency
+*/
+/* The checks both commands make first; 1 when the current image can take
+ * transparency. */
+static int _CheckPaletteImage(void) {
+  if (pBitmapCurrent == NULL) {
+    MSG_Error("No file open!");
+    return 0;
+  }
+  if (IMAGE_GetBitsPerPixel(pBitmapCurrent) > 8) {
+    MSG_Error("No palette, can not create transparency");
+    return 0;
+  }
+  return 1;
+}
+
+/* The menu command: a list of "No transparency" and every palette entry
+ * with its colour value, entry 0 preselected when it is transparent. The
+ * snapshot is taken before the list opens and stays on cancel. */
+void OnTransparencyDlg(void) {
+  if (!_CheckPaletteImage()) {
+    return;
+  }
+  UNDO_Push();
+  char        aacItem[257][32];
+  const char* asItem[257];
+  I32 NumColors = IMAGE_GetNumColors(pBitmapCurrent);
+  if (NumColors > 256) {
+    NumColors = 256;
+  }
+  snprintf(aacItem[0], sizeof(aacItem[0]), "No transparency");
+  asItem[0] = aacItem[0];
+  for (I32 i = 0; i < NumColors; i++) {
+    snprintf(aacItem[i + 1], sizeof(aacItem[i + 1]), "Index %d: %.6X",
+             (int)i, (unsigned)IMAGE_GetColor(pBitmapCurrent, i));
+    asItem[i + 1] = aacItem[i + 1];
+  }
+  int InitialSel = IMAGE_GetHasTrans(pBitmapCurrent) ? 1 : 0;
+  int Choice = PLAT_ChooseFromList("Transparency", "Color to make transparent",
+                                   asItem, NumColors + 1, InitialSel);
+  if (Choice >= 0) {
+    IMAGE_SetTransparency(pBitmapCurrent, Choice);
+  }
+  CANVAS_Refresh();
+}
+
+/* The command-line option: the argument is a colour value in hex, digits
+ * in the order blue, green, red, and must name a palette entry exactly.
+ * The first entry that matches in all 32 bits becomes transparent. */
+void OnTransparencyOption(void) {
+  if (!_CheckPaletteImage()) {
+    return;
+  }
+  U32 Color = (U32)CMDLINE_GetHexValue();
+  if (Color > 0xFFFFFF) {
+    MSG_Error("Color has to be 000000 - FFFFFF");
+    return;
+  }
+  I32 NumColors = IMAGE_GetNumColors(pBitmapCurrent);
+  for (I32 i = 0; i < NumColors; i++) {
+    if (IMAGE_GetColor(pBitmapCurrent, i) == Color) {
+      UNDO_Push();
+      IMAGE_SetTransparency(pBitmapCurrent, (int)i + 1);
+      CANVAS_Refresh();
+      return;
+    }
+  }
+  MSG_Error("Color not found in image");
+}
+
+/*********************************************************************
+*  Custom palette
+*/
+#define PALETTE_FILE_LEN 500
+
+/* The file last used: the dialog opens with it. */
+static char _acPaletteFile[PALETTE_FILE_LEN];
+
+static const PLAT_FILTER _aFilter[] = {
+  { "Omrak Palette file (*.OmrakPal)", "*.OmrakPal" },
+  { "All files (*.*)",                 "*.*" },
+};
+
+/* Gets the file name from the batch entry or the dialog into
+ * _acPaletteFile; 1 when there is one to read. */
+static int _GetPaletteFile(void) {
+  if (CMDLINE_IsBatch()) {
+    char acFile[PALETTE_FILE_LEN];
+    CMDLINE_GetString(acFile, PALETTE_FILE_LEN - 1);
+    PLAT_FILE* hFile = PLAT_OpenRead(acFile, NULL);
+    if (hFile == NULL) {
+      MSG_Error("Invalid file handle");
+      return 0;
+    }
+    PLAT_Close(hFile);
+    snprintf(_acPaletteFile, sizeof(_acPaletteFile), "%s", acFile);
+    return 1;
+  }
+  return PLAT_OpenFileDialog(_acPaletteFile, PALETTE_FILE_LEN - 1, "Open custom palette",
+                             _aFilter, 2, LastFileType);
+}
+
+/* Snapshot, file name, palette, a second snapshot, conversion. A failure
+ * or a cancel on the way leaves the image as it was and the first
+ * snapshot on the undo stack. With no current image the conversion
+ * reports it and nothing changes. */
+void OnConvertIntoCustomPalette(void) {
+  UNDO_Push();
+  if (_GetPaletteFile() && CUSTOMPAL_Load(_acPaletteFile) == 0) {
+    UNDO_Push();
+    IMAGE* pResult = CONVERT_IntoCustomPalette(pBitmapCurrent);
+    if (pResult) {
+      pBitmapCurrent = pResult;
+    }
+  }
+  CANVAS_Refresh();
+}
