@@ -46,6 +46,7 @@ int IMAGE_SaveBMP(const IMAGE* pImage, PLAT_FILE* hFile) {
   U8* pBlock = (U8*)PLAT_Alloc(NumDIBBytes);
   if (pBlock == NULL) {
     IMAGE_ShowError("Out of memory");
+    PLAT_Discard(hFile);   /* no half file in place of the old one */
     return 1;
   }
   IMAGE_WriteDIB(pImage, pBlock);
@@ -92,6 +93,7 @@ int IMAGE_SaveStream(const IMAGE* pImage, PLAT_FILE* hFile) {
     /* No row form for this image: nothing at all is written, not even the
      * header, so that no file exists that claims a depth it doesn't have.
      * The save dialog offers the stream for palette images only. */
+    PLAT_Discard(hFile);
     return 1;
   }
   /* Header: eight 16-bit fields; only the low 16 bits of each value go. */

@@ -132,6 +132,9 @@ static void _WriteFormatted(PLAT_FILE* hFile, const char* sFormat, ...) {
   }
   char* pBuffer = (char*)PLAT_Alloc((size_t)Len + 1);
   if (pBuffer == NULL) {
+    /* A file with a piece missing is no file: the save is given up. */
+    IMAGE_ShowError("Out of memory");
+    PLAT_Discard(hFile);
     return;
   }
   va_start(Args, sFormat);
@@ -739,6 +742,7 @@ IMAGE* IMAGE_SaveFile(IMAGE* pImage, PLAT_FILE* hFile, int Type, const char* sFi
     return pImage;
   default:
     IMAGE_ShowError("Unsupported file type");
+    PLAT_Discard(hFile);
     return pImage;
   }
   /* Type 1: C bitmap file */
@@ -746,10 +750,12 @@ IMAGE* IMAGE_SaveFile(IMAGE* pImage, PLAT_FILE* hFile, int Type, const char* sFi
   const FORMAT_INFO* pInfo = _GetFormatInfo(pFormat->Format);
   if (pInfo == NULL) {
     /* There is no format 3 (nor any number outside the table): no layout
-     * exists for it, so it is refused before anything is written. */
+     * exists for it, so it is refused before anything is written, and
+     * the file it would have replaced stays. */
     char ac[64];
     snprintf(ac, sizeof(ac), "Format %d is not a valid format", pFormat->Format);
     IMAGE_ShowError(ac);
+    PLAT_Discard(hFile);
     return pImage;
   }
   /* A true-colour image has no indices for the palette formats. A palette
@@ -758,12 +764,14 @@ IMAGE* IMAGE_SaveFile(IMAGE* pImage, PLAT_FILE* hFile, int Type, const char* sFi
   int IsIndexed = pInfo->BitsPerPixel <= 8;
   if (pImage->NumColors == 0 && IsIndexed) {
     IMAGE_ShowError("FORMAT does not fit to bitmap!");
+    PLAT_Discard(hFile);
     return pImage;
   }
   _BitsPerPixel = pInfo->BitsPerPixel;
   long long BytesPerLine = ((long long)_BitsPerPixel * pImage->XSize + 7) / 8;
   if (strlen(sFileName) >= 260) {
     IMAGE_ShowError("Filename too long");
+    PLAT_Discard(hFile);   /* a refused save leaves the target as it was */
     return pImage;
   }
   _MakeSymbolName(acName, sFileName);
