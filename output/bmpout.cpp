@@ -128,7 +128,7 @@ int IMAGE_SaveStream(const IMAGE* pImage, PLAT_FILE* hFile) {
     for (I32 x = 0; x < pImage->XSize; x += PixelsPerByte) {
       U32 Byte = 0;
       for (int i = 0; i < PixelsPerByte; i++) {
-        U32 v = IMAGE_GetPixel(pImage, x + i, y) & Mask;
+        U32 v = IMAGE_GetIndex(pImage, x + i, y) & Mask;
         Byte |= v << (8 - BitsPerPixel * (i + 1));
       }
       U8 b = (U8)Byte;
