@@ -179,7 +179,7 @@ static void _ShowLine(I32 y, I32 YSize) {
  * (IMAGE_GetPixelColor, the writers, the expansion to true colour), so
  * here it maps to where entry 0 maps. */
 static void _ConvertIndices(const IMAGE* pSrc, IMAGE* pDest, const PALETTE* pPalette) {
-  U8  aMap[256];
+  U8  aMap[256] = { 0 };
   I32 NumEntries = pSrc->NumColors < 256 ? pSrc->NumColors : 256;
   for (I32 i = 0; i < NumEntries; i++) {
     aMap[i] = (U8)_FindNearestColor(IMAGE_GetColor(pSrc, i), pPalette);
