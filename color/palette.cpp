@@ -175,17 +175,17 @@ static void _ShowLine(I32 y, I32 YSize) {
 
 /* Palette source: one search per source entry, then a table look-up per
  * pixel. An index at or above the source's NumColors (only a malformed
- * file holds one) reads as black everywhere else in the program
- * (IMAGE_GetPixelColor, the expansion to true colour), so here it maps
- * to where black maps. */
+ * file holds one) reads as entry 0 everywhere else in the program
+ * (IMAGE_GetPixelColor, the writers, the expansion to true colour), so
+ * here it maps to where entry 0 maps. */
 static void _ConvertIndices(const IMAGE* pSrc, IMAGE* pDest, const PALETTE* pPalette) {
-  U8  aMap[256];
+  U8  aMap[256] = { 0 };
   I32 NumEntries = pSrc->NumColors < 256 ? pSrc->NumColors : 256;
   for (I32 i = 0; i < NumEntries; i++) {
     aMap[i] = (U8)_FindNearestColor(IMAGE_GetColor(pSrc, i), pPalette);
   }
   if (NumEntries < 256) {
-    memset(aMap + NumEntries, _FindNearestColor(0, pPalette), (size_t)(256 - NumEntries));
+    memset(aMap + NumEntries, aMap[0], (size_t)(256 - NumEntries));
   }
   for (I32 y = 0; y < pSrc->YSize; y++) {
     _ShowLine(y, pSrc->YSize);
@@ -393,7 +393,7 @@ static void _ShowRow(I32 y, I32 YSize) {
 
 /* Palette image: counts per index, then the indices that show the same
  * colour are merged (equal palette words are one colour). An index at or
- * above NumColors shows black, as IMAGE_GetPixelColor gives it. */
+ * above NumColors shows entry 0, as IMAGE_GetPixelColor gives it. */
 static I32 _TallyIndices(const IMAGE* pImage, _TALLY* aTally) {
   U32 aCount[256];
   U32 aLast[256];
@@ -413,7 +413,7 @@ static I32 _TallyIndices(const IMAGE* pImage, _TALLY* aTally) {
     if (aCount[v] == 0) {
       continue;
     }
-    U32 Color = v < pImage->NumColors ? IMAGE_GetColor(pImage, v) : 0;
+    U32 Color = IMAGE_GetColor(pImage, v < pImage->NumColors ? v : 0);
     I32 i = 0;
     while (i < NumTally && aTally[i].Color != Color) {
       i++;

@@ -44,10 +44,9 @@ IMAGE* CONVERT_IntoRGB(IMAGE* pBitmapOrg) {
     return NULL;
   }
   /* An index at or above NumColors (only a malformed file brings one)
-   * finds a cleared entry and becomes black. */
-  memset(aColor, 0, sizeof(aColor));
-  for (I32 i = 0; i < pBitmapOrg->NumColors && i < 256; i++) {
-    aColor[i] = IMAGE_GetColor(pBitmapOrg, i);
+   * shows entry 0, as everywhere else. */
+  for (I32 i = 0; i < 256; i++) {
+    aColor[i] = IMAGE_GetColor(pBitmapOrg, i < pBitmapOrg->NumColors ? i : 0);
   }
   for (I32 y = 0; y < pBitmapOrg->YSize; y++) {
     for (I32 x = 0; x < pBitmapOrg->XSize; x++) {

@@ -153,17 +153,18 @@ void IMAGE_SetPixel(IMAGE* pImage, I32 x, I32 y, U32 Value) {
   p[2] = (U8)Value;
 }
 
-U32 IMAGE_GetPixelColor(const IMAGE* pImage, I32 x, I32 y) {
+U32 IMAGE_GetIndex(const IMAGE* pImage, I32 x, I32 y) {
   U32 v = IMAGE_GetPixel(pImage, x, y);
+  return (I32)v < pImage->NumColors ? v : 0;
+}
+
+U32 IMAGE_GetPixelColor(const IMAGE* pImage, I32 x, I32 y) {
   if (pImage->NumColors) {
-    /* An index beyond the palette (from a malformed file) reads as black
-     * rather than past the colour table. */
-    if ((I32)v >= pImage->NumColors) {
-      return 0;
-    }
-    return IMAGE_GetColor(pImage, (I32)v);
+    /* An index beyond the palette (from a malformed file) reads as entry
+     * 0 rather than past the colour table, as the writers pack it. */
+    return IMAGE_GetColor(pImage, (I32)IMAGE_GetIndex(pImage, x, y));
   }
-  return v;
+  return IMAGE_GetPixel(pImage, x, y);
 }
 
 U32 IMAGE_GetColor(const IMAGE* pImage, I32 Index) {
@@ -227,6 +228,8 @@ void IMAGE_WriteDIB(const IMAGE* pImage, U8* pDest) {
     *p++ = (U8)c;
     *p++ = 0;
   }
+  /* Indices are packed through IMAGE_GetIndex and masked to the depth, so
+   * a malformed index never spills into the neighbouring pixels. */
   for (I32 y = pImage->YSize - 1; y >= 0; y--) {
     U8* pRow = p;
     I32 x = 0;
@@ -235,21 +238,21 @@ void IMAGE_WriteDIB(const IMAGE* pImage, U8* pDest) {
       while (x < pImage->XSize) {
         U8 Byte = 0;
         for (int i = 0; i < 8; i++) {
-          Byte = (U8)(Byte << 1 | IMAGE_GetPixel(pImage, x++, y));
+          Byte = (U8)(Byte << 1 | (IMAGE_GetIndex(pImage, x++, y) & 1));
         }
         *pRow++ = Byte;
       }
       break;
     case 4:
       while (x < pImage->XSize) {
-        U8 Hi = (U8)(IMAGE_GetPixel(pImage, x++, y) & 15);
-        U8 Lo = (U8)(IMAGE_GetPixel(pImage, x++, y) & 15);
+        U8 Hi = (U8)(IMAGE_GetIndex(pImage, x++, y) & 15);
+        U8 Lo = (U8)(IMAGE_GetIndex(pImage, x++, y) & 15);
         *pRow++ = (U8)(Hi << 4 | Lo);
       }
       break;
     case 8:
       for (; x < pImage->XSize; x++) {
-        *pRow++ = (U8)IMAGE_GetPixel(pImage, x, y);
+        *pRow++ = (U8)IMAGE_GetIndex(pImage, x, y);
       }
       break;
     default:

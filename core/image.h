@@ -49,6 +49,10 @@ int    IMAGE_IsSizeValid(I32 XSize, I32 YSize, I32 NumColors);
 U32  IMAGE_GetPixel(const IMAGE* pImage, I32 x, I32 y);
 void IMAGE_SetPixel(IMAGE* pImage, I32 x, I32 y, U32 Value);
 U32  IMAGE_GetPixelColor(const IMAGE* pImage, I32 x, I32 y);
+/* The palette index of a pixel of a palette image, never beyond the
+ * palette: an index at or above NumColors (only a malformed file brings
+ * one) reads as entry 0, here and in IMAGE_GetPixelColor. */
+U32  IMAGE_GetIndex(const IMAGE* pImage, I32 x, I32 y);
 U32  IMAGE_GetColor(const IMAGE* pImage, I32 Index);
 void IMAGE_SetColor(IMAGE* pImage, I32 Index, U32 Color);
 

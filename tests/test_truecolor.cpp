@@ -121,7 +121,7 @@ TEST(TrueColorRGB, ExpandsPalette) {
   EXPECT_EQ(p->HasTrans, 0);
   EXPECT_EQ(p->XSize, 3);
   EXPECT_EQ(p->YSize, 2);
-  const unsigned aExpect[6] = { 0x223344, 0x0000FF, 0xABCDEF, 0xABCDEF, 0x0000FF, 0 };
+  const unsigned aExpect[6] = { 0x223344, 0x0000FF, 0xABCDEF, 0xABCDEF, 0x0000FF, 0x223344 };
   for (int i = 0; i < 6; i++) EXPECT_EQ(IMAGE_GetPixel(p, i % 3, i / 3), aExpect[i]) << i;
   IMAGE_Free(p);
 }
