@@ -4,8 +4,10 @@
  * bytes, writes every output type and format, and reads the Windows
  * Bitmap back: its pixels must show the colours of the picture.
  *
- * Pictures above 65,536 pixels are passed over: the writers' time grows
- * with the picture, and the readers' limits have fuzzers of their own.
+ * Pictures above 65,536 pixels are passed over, counting a row or column
+ * of no pixels as one (rows are walked even when empty): the writers'
+ * time grows with the picture, and the readers' limits have fuzzers of
+ * their own.
  */
 #include <stdio.h>
 #include <stdlib.h>
@@ -36,6 +38,12 @@ extern "C" int LLVMFuzzerInitialize(int* pArgc, char*** pArgv) {
   const char* sDir = (access("/dev/shm", W_OK) == 0) ? "/dev/shm" : "/tmp";
   _sPath = std::string(sDir) + "/zelmar-fuzz-writers-" + std::to_string(getpid()) + ".out";
   return 0;
+}
+
+static bool _IsSmall(const IMAGE* pImage) {
+  int64_t x = pImage->XSize ? pImage->XSize : 1;
+  int64_t y = pImage->YSize ? pImage->YSize : 1;
+  return x * y <= 65536;
 }
 
 static IMAGE* _Apply(IMAGE* pImage, uint8_t Op) {
@@ -87,14 +95,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t NumBytes) {
   if (pImage == NULL) {
     return 0;
   }
-  for (int i = 1; i < 5 && pImage && (int64_t)pImage->XSize * pImage->YSize <= 65536; i++) {
+  for (int i = 1; i < 5 && pImage && _IsSmall(pImage); i++) {
     IMAGE* pResult = _Apply(pImage, pData[i]);
     if (pResult == NULL) {
       IMAGE_Free(pImage);   /* an operation that fails keeps its argument */
     }
     pImage = pResult;
   }
-  if (pImage == NULL || (int64_t)pImage->XSize * pImage->YSize > 65536) {
+  if (pImage == NULL || !_IsSmall(pImage)) {
     IMAGE_Free(pImage);
     return 0;
   }
