@@ -61,9 +61,10 @@ int IMAGE_IsSizeValid(I32 XSize, I32 YSize, I32 NumColors) {
   if (XSize < 0 || YSize < 0 || NumColors < 0 || NumColors > 256) {
     return 0;
   }
-  int BitsPerPixel = NumColors ? 8 : 24;
-  int64_t BytesPerLine = ((int64_t)BitsPerPixel * XSize + 31) / 32 * 4;
-  return BytesPerLine <= IMAGE_MAX_BYTES && BytesPerLine * YSize <= IMAGE_MAX_BYTES;
+  /* Each side is bounded too, so that a row of an image with no rows
+   * still has a size that BytesPerLine can hold. */
+  return XSize <= IMAGE_MAX_PIXELS && YSize <= IMAGE_MAX_PIXELS
+      && (int64_t)XSize * YSize <= IMAGE_MAX_PIXELS;
 }
 
 IMAGE* IMAGE_Create(I32 XSize, I32 YSize, I32 NumColors) {
@@ -126,6 +127,10 @@ IMAGE* IMAGE_Copy(const IMAGE* pImage) {
 /*********************************************************************
 *  Pixels and palette
 */
+U8* IMAGE_GetRow(const IMAGE* pImage, I32 y) {
+  return _GetRowPtr(pImage, y);
+}
+
 U32 IMAGE_GetPixel(const IMAGE* pImage, I32 x, I32 y) {
   if (y >= pImage->YSize || x >= pImage->XSize) {
     return 0;
