@@ -6,6 +6,7 @@
 
 #include <stdio.h>
 #include <stdlib.h>
+#include <string.h>
 
 #include "../color/custompal.h"
 #include "../color/dither.h"
@@ -206,7 +207,7 @@ void OnDither(void) {
   if (ac[0] == 0) {
     n = 1;
   }
-  if (n != 0 && n != 1) {
+  if ((n != 0 && n != 1) || strlen(ac) > 1) {
     char acMsg[100];
     snprintf(acMsg, sizeof(acMsg), "Dither: 0 or 1 expected, not \"%s\"", ac);
     MSG_Error(acMsg);
