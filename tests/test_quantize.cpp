@@ -4,9 +4,7 @@
 #include <string.h>
 
 #include <functional>
-#include <set>
 
-#include "color/custompal.h"
 #include "color/dither.h"
 #include "color/palette.h"
 #include "color/quantize.h"
@@ -16,29 +14,27 @@
 
 namespace {
 
-U32 Rand(U32* p) { return (*p = *p * 1664525u + 1013904223u) >> 8; }
-
 /* True colour, each pixel one of NumColors random colours. */
 IMAGE* RandomImage(int XSize, int YSize, int NumColors, U32 Seed) {
-  IMAGE* p = IMAGE_Create(XSize, YSize, 0);
+  auto Rand = [&Seed]() { return (Seed = Seed * 1664525u + 1013904223u) >> 8; };
   std::vector<U32> aColor;
-  for (int i = 0; i < NumColors; i++) aColor.push_back(Rand(&Seed) & 0xFFFFFF);
-  for (int y = 0; y < YSize; y++)
-    for (int x = 0; x < XSize; x++) IMAGE_SetPixel(p, x, y, aColor[Rand(&Seed) % NumColors]);
+  for (int i = 0; i < NumColors; i++) aColor.push_back(Rand() & 0xFFFFFF);
+  IMAGE* p = IMAGE_Create(XSize, YSize, 0);
+  for (int i = 0; i < XSize * YSize; i++) IMAGE_SetPixel(p, i % XSize, i / XSize, aColor[Rand() % NumColors]);
   return p;
 }
 
 /* A slow horizontal gray ramp with a little blue, the kind that bands. */
 IMAGE* Ramp(int XSize, int YSize) {
   IMAGE* p = IMAGE_Create(XSize, YSize, 0);
-  for (int y = 0; y < YSize; y++)
-    for (int x = 0; x < XSize; x++) {
-      U32 v = (U32)(x * 255 / (XSize - 1));
-      IMAGE_SetPixel(p, x, y, (v / 2 + 64) << 16 | v << 8 | v);
-    }
+  for (int i = 0; i < XSize * YSize; i++) {
+    U32 v = (U32)(i % XSize * 255 / (XSize - 1));
+    IMAGE_SetPixel(p, i % XSize, i / XSize, (v / 2 + 64) << 16 | v << 8 | v);
+  }
   return p;
 }
 
+/* The image as it would be exported, and its transparency. */
 std::string Bytes(const IMAGE* p) {
   std::string s((size_t)IMAGE_GetDIBSize(p), '\0');
   IMAGE_WriteDIB(p, (U8*)&s[0]);
@@ -53,24 +49,25 @@ std::string Converted(const std::function<IMAGE*(IMAGE*)>& pf, const IMAGE* pSrc
   return s;
 }
 
+int Channel(U32 c, int k) { return (int)(c >> (8 * k) & 255); }
+
 int Dist(U32 a, U32 b) {
   int d = 0;
-  for (int k = 0; k < 24; k += 8) d += ((int)(a >> k & 255) - (int)(b >> k & 255)) * ((int)(a >> k & 255) - (int)(b >> k & 255));
+  for (int k = 0; k < 3; k++) d += (Channel(a, k) - Channel(b, k)) * (Channel(a, k) - Channel(b, k));
   return d;
 }
 
-/* Mean over 8 x 8 blocks of the distance between the blocks' average
+/* Mean over 8 x 8 blocks of the squared difference of the blocks' average
  * colours: what the eye sees of banding. */
 double BlockError(const IMAGE* pA, const IMAGE* pB) {
   double Sum = 0;
   int    n   = 0;
   for (int by = 0; by + 8 <= pA->YSize; by += 8)
     for (int bx = 0; bx + 8 <= pA->XSize; bx += 8, n++)
-      for (int k = 0; k < 24; k += 8) {
+      for (int k = 0; k < 3; k++) {
         double d = 0;
-        for (int y = by; y < by + 8; y++)
-          for (int x = bx; x < bx + 8; x++)
-            d += (double)(IMAGE_GetPixelColor(pA, x, y) >> k & 255) - (double)(IMAGE_GetPixelColor(pB, x, y) >> k & 255);
+        for (int i = 0; i < 64; i++)
+          d += Channel(IMAGE_GetPixelColor(pA, bx + i % 8, by + i / 8), k) - Channel(IMAGE_GetPixelColor(pB, bx + i % 8, by + i / 8), k);
         Sum += (d / 64) * (d / 64);
       }
   return Sum / n;
@@ -91,8 +88,7 @@ TEST_F(Quantize, ExactAtOrBelowNColorsAndDeterministic) {
     ASSERT_TRUE(pA && pB);
     EXPECT_LE(pA->NumColors, N);
     EXPECT_EQ(Bytes(pA), Bytes(pB));
-    for (int y = 0; y < 23; y++)
-      for (int x = 0; x < 37; x++) ASSERT_EQ(IMAGE_GetPixelColor(pA, x, y), IMAGE_GetPixel(pSrc, x, y)) << N;
+    for (int i = 0; i < 37 * 23; i++) ASSERT_EQ(IMAGE_GetPixelColor(pA, i % 37, i / 37), IMAGE_GetPixel(pSrc, i % 37, i / 37));
     /* A palette source of few colours comes out the same way. */
     IMAGE* pC = CONVERT_IntoOptimalPalette(CONVERT_IntoBestPalette(IMAGE_Copy(pSrc)), N);
     EXPECT_EQ(Bytes(pA), Bytes(pC));
@@ -107,13 +103,12 @@ TEST_F(Quantize, ManyColorsGoToAtMostNEntriesEachPixelToItsNearest) {
     IMAGE* p = CONVERT_IntoOptimalPalette(IMAGE_Copy(pSrc), N);
     ASSERT_TRUE(p);
     ASSERT_LE(p->NumColors, N);
-    for (int y = 0; y < 48; y++)
-      for (int x = 0; x < 64; x++) {
-        U32 c = IMAGE_GetPixel(pSrc, x, y);
-        int Best = INT32_MAX;
-        for (int i = 0; i < p->NumColors; i++) Best = std::min(Best, Dist(c, IMAGE_GetColor(p, i)));
-        ASSERT_EQ(Dist(c, IMAGE_GetPixelColor(p, x, y)), Best) << N;
-      }
+    for (int i = 0; i < 64 * 48; i++) {
+      U32 c = IMAGE_GetPixel(pSrc, i % 64, i / 64);
+      int Best = INT32_MAX;
+      for (int k = 0; k < p->NumColors; k++) Best = std::min(Best, Dist(c, IMAGE_GetColor(p, k)));
+      ASSERT_EQ(Dist(c, IMAGE_GetPixelColor(p, i % 64, i / 64)), Best) << N;
+    }
     IMAGE_Free(p);
   }
   /* 16 colours along a ramp of 256 steps: about 16 steps per entry, so
@@ -137,8 +132,7 @@ TEST_F(Quantize, TransparentEntryStaysEntryZero) {
     ASSERT_EQ(p->HasTrans, 1);
     EXPECT_EQ(IMAGE_GetColor(p, 0), IMAGE_GetColor(pSrc, 0));
     EXPECT_LE(p->NumColors, 8);
-    for (int y = 0; y < 30; y++)
-      for (int x = 0; x < 40; x++) ASSERT_EQ(IMAGE_GetPixel(p, x, y) == 0, IMAGE_GetPixel(pSrc, x, y) == 0) << x << "," << y;
+    for (int i = 0; i < 40 * 30; i++) ASSERT_EQ(IMAGE_GetPixel(p, i % 40, i / 40) == 0, IMAGE_GetPixel(pSrc, i % 40, i / 40) == 0);
     IMAGE_Free(p);
   }
   IMAGE_Free(pSrc);
@@ -189,9 +183,8 @@ TEST_F(Quantize, DitherOnReducesBandingOnAGradient) {
   IMAGE_Free(pRamp);
 }
 
-TEST(QuantizeOptions, NewNamesReachTheirCommandsAndShadowNone) {
+TEST(QuantizeOptions, EveryNameReachesItsOwnRowAndNewOnesStayOutOfHelp) {
   const CMDLINE_OPTION* aOption = CMDLINE_GetOptionTable();
-  std::set<unsigned> aSeen;
   for (const CMDLINE_OPTION* p = aOption; p->sName; p++) {
     /* Each name, with an argument behind it, finds its own row first. */
     const CMDLINE_OPTION* pFound = aOption;
@@ -201,9 +194,7 @@ TEST(QuantizeOptions, NewNamesReachTheirCommandsAndShadowNone) {
     if (p->Command == 0x8026 || p->Command == 0x8027) {
       EXPECT_EQ(p->sHelp, nullptr) << p->sName;   /* not in the help box */
     }
-    aSeen.insert(p->Command);
   }
-  EXPECT_TRUE(aSeen.count(0x8026) && aSeen.count(0x8027));
 }
 
 TEST(QuantizeOptions, NumberOfColorsAndDitherArguments) {
