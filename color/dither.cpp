@@ -10,7 +10,6 @@
  */
 #include "dither.h"
 
-#include <limits.h>
 #include <stdio.h>
 #include <string.h>
 
@@ -97,7 +96,7 @@ static U32 _SnapToPalette(void* pContext, const int* pRGB, int* pOut) {
   const _NEAREST* p = (const _NEAREST*)pContext;
   int Sum  = pRGB[0] + pRGB[1] + pRGB[2];
   int Pos  = (int)(std::lower_bound(p->aSum, p->aSum + p->NumEntries, Sum) - p->aSum);
-  int Best = INT_MAX, iBest = 0, jBest = 0;
+  int Best = 3 * 255 * 255 + 1, iBest = 0, jBest = 0;   /* above any distance */
   /* Equal distances go to the lowest palette index, as without dithering. */
   for (int Step = 0; Step < 2; Step++) {
     int Dir = Step ? -1 : 1;

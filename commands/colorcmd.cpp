@@ -148,8 +148,8 @@ static int _ReadNumber(char* acText, int MaxLen) {
     if (Len < MaxLen) {
       acText[Len++] = (char)c;
     }
-    if (c < '0' || c > '9' || Len > 4) {
-      IsValid = 0;
+    if (c < '0' || c > '9' || !IsValid || Len > 4) {
+      IsValid = 0;   /* and the value stops growing */
     } else {
       Value = Value * 10 + (c - '0');
     }

@@ -203,7 +203,7 @@ TEST(QuantizeOptions, NumberOfColorsAndDitherArguments) {
     {{"-dither1", "-convertintooptimalpalette2"}, 0, 2}, {{"-dither", "-dither0", "-convertintooptimalpalette0004"}, 0, 4},
     {{"-convertintooptimalpalette1"}, 1, 0},      {{"-convertintooptimalpalette257"}, 1, 0},
     {{"-convertintooptimalpalettex"}, 1, 0},      {{"-convertintooptimalpalette16,"}, 1, 0},
-    {{"-dither2"}, 1, 0},                         {{"-dither01"}, 1, 0},
+    {{"-convertintooptimalpalette99999999999"}, 1, 0}, {{"-dither2"}, 1, 0}, {{"-dither01"}, 1, 0},
   };
   for (auto& t : a) {
     TempDir Dir;
