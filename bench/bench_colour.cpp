@@ -16,28 +16,13 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-#include <time.h>
 
 #include <utility>
 #include <vector>
 
+#include "bench/benchutil.h"
 #include "color/palette.h"
 #include "core/image.h"
-
-static double _Now(void) {
-  struct timespec t;
-  clock_gettime(CLOCK_MONOTONIC, &t);
-  return (double)t.tv_sec + (double)t.tv_nsec * 1e-9;
-}
-
-static void _OnError(const char* s) {
-  fprintf(stderr, "error: %s\n", s);
-}
-
-static U32 _Rand(U32* pState) {
-  *pState = *pState * 1664525u + 1013904223u;
-  return *pState >> 8;
-}
 
 /* Gradients with a little noise in each channel, like a photograph of a
  * smooth scene: many colours, most of them rare. */
@@ -49,7 +34,7 @@ static IMAGE* _MakePicture(int Size) {
   U32 State = 4711;
   for (int y = 0; y < Size; y++) {
     for (int x = 0; x < Size; x++) {
-      U32 n = _Rand(&State);
+      U32 n = BENCH_Rand(&State);
       int r = x * 255 / Size + (int)(n & 7) - 3;
       int g = y * 255 / Size + (int)(n >> 3 & 7) - 3;
       int b = (x + y) * 127 / Size + (int)(n >> 6 & 7) - 3;
@@ -166,7 +151,7 @@ int main(int argc, char** argv) {
     fprintf(stderr, "usage: bench_colour [size >= 16] [plain rows, 4 to size]\n");
     return 1;
   }
-  IMAGE_SetHooks(NULL, _OnError, "bench");
+  IMAGE_SetHooks(NULL, BENCH_OnError, "bench");
   IMAGE* pPic = _MakePicture(Size);
   if (pPic == NULL) return 1;
   bool Ok = true;
@@ -174,9 +159,9 @@ int main(int argc, char** argv) {
   double t0;
 
   /* Census */
-  t0 = _Now();
+  t0 = BENCH_Now();
   I32 NumColors = IMAGE_CountColors(pPic);
-  double tCensus = _Now() - t0;
+  double tCensus = BENCH_Now() - t0;
   printf("Picture %d x %d, true colour, %d colours (the most frequent on %u pixels)\n", Size, Size, (int)NumColors,
          NumColors ? (unsigned)pPic->pColorCount[1] : 0u);
   printf("The plain census runs on the top %d rows only (and on half as many, to see how its\n"
@@ -188,12 +173,12 @@ int main(int argc, char** argv) {
   int    aRows[2] = { PlainRows / 2, PlainRows };
   for (int k = 0; k < 2; k++) {
     IMAGE* pTop = _TopRows(pPic, aRows[k]);
-    t0 = _Now();
+    t0 = BENCH_Now();
     std::vector<ENTRY> a = _PlainCensus(pTop);
-    aPlain[k] = _Now() - t0;
-    t0 = _Now();
+    aPlain[k] = BENCH_Now() - t0;
+    t0 = BENCH_Now();
     IMAGE_CountColors(pTop);
-    double tFast = _Now() - t0;
+    double tFast = BENCH_Now() - t0;
     bool Same = _SameCensus(pTop, a);
     Ok &= Same;
     snprintf(ac, sizeof(ac), "census, plain, top %d rows (%d colours)", aRows[k], (int)a.size());
@@ -210,20 +195,20 @@ int main(int argc, char** argv) {
 
   /* Best palette. The plain one needs the plain census, so as a whole it
    * runs on the top rows; its conversion half also on the whole picture. */
-  t0 = _Now();
+  t0 = BENCH_Now();
   IMAGE* pBest = CONVERT_IntoBestPalette(IMAGE_Copy(pPic));
-  _Line("best palette, fast, whole picture", _Now() - t0);
+  _Line("best palette, fast, whole picture", BENCH_Now() - t0);
   {
     IMAGE* pTop = _TopRows(pPic, PlainRows);
-    t0 = _Now();
+    t0 = BENCH_Now();
     std::vector<ENTRY> a = _PlainCensus(pTop);
     std::vector<U32> aPal;
     for (size_t i = 0; i < a.size() && i < 256; i++) aPal.push_back(a[i].Color);
     IMAGE* pPlain = _PlainConvert(pTop, aPal);
-    double tPlain = _Now() - t0;
-    t0 = _Now();
+    double tPlain = BENCH_Now() - t0;
+    t0 = BENCH_Now();
     IMAGE* pFast = CONVERT_IntoBestPalette(pTop);
-    double tFast = _Now() - t0;
+    double tFast = BENCH_Now() - t0;
     bool Same = _SameImage(pFast, pPlain);
     Ok &= Same;
     snprintf(ac, sizeof(ac), "best palette, plain, top %d rows", PlainRows);
@@ -234,9 +219,9 @@ int main(int argc, char** argv) {
     IMAGE_Free(pFast);
   }
   if (pBest) {
-    t0 = _Now();
+    t0 = BENCH_Now();
     IMAGE* pPlain = _PlainConvert(pPic, _PaletteOf(pBest));
-    double tConvert = _Now() - t0;
+    double tConvert = BENCH_Now() - t0;
     bool Same = _SameImage(pBest, pPlain);
     Ok &= Same;
     snprintf(ac, sizeof(ac), "best palette, plain, conversion half only, whole: %s", _Same(Same));
@@ -253,16 +238,16 @@ int main(int argc, char** argv) {
     { "8666", CONVERT_Into8666 }, { "332", CONVERT_Into332 }, { "Gray16", CONVERT_IntoGray16 },
   };
   for (auto& f : aFixed) {
-    t0 = _Now();
+    t0 = BENCH_Now();
     IMAGE* pFast = f.pfConvert(IMAGE_Copy(pPic));
-    double tFast = _Now() - t0;
+    double tFast = BENCH_Now() - t0;
     if (pFast == NULL) {
       Ok = false;
       continue;
     }
-    t0 = _Now();
+    t0 = BENCH_Now();
     IMAGE* pPlain = _PlainConvert(pPic, _PaletteOf(pFast));
-    double tPlain = _Now() - t0;
+    double tPlain = BENCH_Now() - t0;
     bool Same = _SameImage(pFast, pPlain);
     Ok &= Same;
     snprintf(ac, sizeof(ac), "%s, fast, whole picture", f.sName);

@@ -13,7 +13,6 @@
  */
 #include <stdio.h>
 #include <stdlib.h>
-#include <time.h>
 
 #include <string>
 #include <vector>
@@ -21,25 +20,11 @@
 #include <gif_lib.h>
 
 #include "color/palette.h"
+#include "bench/benchutil.h"
 #include "core/image.h"
 #include "input/gif.h"
 #include "output/gifout.h"
 #include "platform/plat.h"
-
-static double _Now(void) {
-  struct timespec t;
-  clock_gettime(CLOCK_MONOTONIC, &t);
-  return (double)t.tv_sec + (double)t.tv_nsec * 1e-9;
-}
-
-static void _OnError(const char* s) {
-  fprintf(stderr, "error: %s\n", s);
-}
-
-static U32 _Rand(U32* pState) {
-  *pState = *pState * 1664525u + 1013904223u;
-  return *pState >> 8;
-}
 
 static IMAGE* _MakePicture(int Size) {
   IMAGE* pImage = IMAGE_Create(Size, Size, 256);
@@ -53,7 +38,7 @@ static IMAGE* _MakePicture(int Size) {
   for (int y = 0; y < Size; y++) {
     for (int x = 0; x < Size; x++) {
       int Band = (x / 9 + y / 13) & 0xFF;
-      int Noise = (int)(_Rand(&State) % 8);
+      int Noise = (int)(BENCH_Rand(&State) % 8);
       U32 Index = (U32)((Band + (Noise > 5 ? Noise : 0)) & 0xFF);
       IMAGE_SetPixel(pImage, x, y, Index);
     }
@@ -142,12 +127,12 @@ template <typename F>
 static double _Best(int NumRounds, F Step) {
   double Best = 1e30;
   for (int i = 0; i < NumRounds; i++) {
-    double t0 = _Now();
+    double t0 = BENCH_Now();
     if (!Step()) {
       fprintf(stderr, "a step failed\n");
       exit(1);
     }
-    double t = _Now() - t0;
+    double t = BENCH_Now() - t0;
     if (t < Best) {
       Best = t;
     }
@@ -163,7 +148,7 @@ int main(int argc, char** argv) {
   std::string sDir = argv[1];
   int Size = argc > 2 ? atoi(argv[2]) : 2000;
   int NumRounds = argc > 3 ? atoi(argv[3]) : 3;
-  IMAGE_SetHooks(NULL, _OnError, "bench");
+  IMAGE_SetHooks(NULL, BENCH_OnError, "bench");
   IMAGE* pImage = _MakePicture(Size);
   if (pImage == NULL) {
     return 1;

@@ -20,57 +20,13 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-#include <time.h>
 
 #include <string>
 
+#include "bench/benchutil.h"
 #include "core/image.h"
 #include "output/save.h"
 #include "platform/plat.h"
-
-static double _Now(void) {
-  struct timespec t;
-  clock_gettime(CLOCK_MONOTONIC, &t);
-  return (double)t.tv_sec + (double)t.tv_nsec * 1e-9;
-}
-
-static void _OnError(const char* s) {
-  fprintf(stderr, "error: %s\n", s);
-}
-
-static U32 _Rand(U32* pState) {
-  *pState = *pState * 1664525u + 1013904223u;
-  return *pState >> 8;
-}
-
-/* Noise: every pixel drawn anew, so repetitions are rare (with 16 values
- * some short ones occur). Runs: lengths mostly 1 to 8, now and then a
- * long one, so that all piece kinds occur and runs cross row ends. */
-static IMAGE* _MakePicture(int Size, int NumColors, int WithRuns) {
-  IMAGE* pImage = IMAGE_Create(Size, Size, NumColors);
-  if (pImage == NULL) {
-    return NULL;
-  }
-  U32 State = 4711;
-  for (int i = 0; i < NumColors; i++) {
-    IMAGE_SetColor(pImage, i, _Rand(&State) & 0xFFFFFF);
-  }
-  U32 NumPixels = (U32)Size * (U32)Size;
-  U32 i = 0;
-  while (i < NumPixels) {
-    U32 r = _Rand(&State);
-    U32 n = 1;
-    if (WithRuns) {
-      n = (r & 15) == 0 ? 50 + (r >> 4) % 600 : 1 + (r >> 4) % 8;
-    }
-    U32 v = _Rand(&State);
-    v = NumColors ? (v & 0xFF) % (U32)NumColors : (v & 0xFFFFFF);
-    for (U32 k = 0; k < n && i < NumPixels; k++, i++) {
-      IMAGE_SetPixel(pImage, (I32)(i % (U32)Size), (I32)(i / (U32)Size), v);
-    }
-  }
-  return pImage;
-}
 
 static IMAGE* _Crop(const IMAGE* pImage, int Size) {
   IMAGE* pPart = IMAGE_Create(Size, Size, pImage->NumColors);
@@ -239,10 +195,10 @@ static std::string _TimeWriter(IMAGE* pImage, const std::string& sFolder, int Fo
     exit(1);
   }
   SAVEFORMAT Choice = { Format, 0 };
-  double t0 = _Now();
+  double t0 = BENCH_Now();
   IMAGE_SaveFile(pImage, hFile, 1, sPath.c_str(), &Choice);
   PLAT_Close(hFile);
-  *pSeconds = _Now() - t0;
+  *pSeconds = BENCH_Now() - t0;
   std::string sFile = _ReadFile(sPath.c_str());
   remove(sPath.c_str());
   *pNumBytes = sFile.size();
@@ -259,14 +215,14 @@ static std::string _TimeWriter(IMAGE* pImage, const std::string& sFolder, int Fo
 static std::string _TimePlain(IMAGE* pImage, const std::string& sFolder, int Format, double* pSeconds) {
   std::string sPath = sFolder + "/bench_rle_plain.c";
   std::string sText;
-  double t0 = _Now();
+  double t0 = BENCH_Now();
   _PlainEncode(pImage, Format, &sText);
   FILE* f = fopen(sPath.c_str(), "wb");
   if (f) {
     fwrite(sText.data(), 1, sText.size(), f);
     fclose(f);
   }
-  *pSeconds = _Now() - t0;
+  *pSeconds = BENCH_Now() - t0;
   remove(sPath.c_str());
   return sText;
 }
@@ -306,14 +262,14 @@ int main(int argc, char** argv) {
     fprintf(stderr, "sizes must be at least 1, the plain size at most the size\n");
     return 2;
   }
-  IMAGE_SetHooks(NULL, _OnError, "3.96");
+  IMAGE_SetHooks(NULL, BENCH_OnError, "3.96");
   int r = 0;
   for (int WithRuns = 0; WithRuns < 2; WithRuns++) {
     const char* sPicture = WithRuns ? "runs" : "noise";
     struct { int Format; int NumColors; } aCase[] = { { 6, 16 }, { 7, 256 }, { 10, 0 }, { 11, 0 } };
     IMAGE* pTrue = NULL;
     for (const auto& Case : aCase) {
-      IMAGE* pImage = (Case.NumColors == 0 && pTrue) ? pTrue : _MakePicture(Size, Case.NumColors, WithRuns);
+      IMAGE* pImage = (Case.NumColors == 0 && pTrue) ? pTrue : BENCH_MakeRandomPicture(Size, Case.NumColors, WithRuns, 4711);
       if (pImage == NULL) {
         return 1;
       }

@@ -7,48 +7,13 @@
  */
 #include <stdio.h>
 #include <stdlib.h>
-#include <time.h>
 
 #include <string>
 
+#include "bench/benchutil.h"
 #include "core/image.h"
 #include "output/save.h"
 #include "platform/plat.h"
-
-static double _Now(void) {
-  struct timespec t;
-  clock_gettime(CLOCK_MONOTONIC, &t);
-  return (double)t.tv_sec + (double)t.tv_nsec * 1e-9;
-}
-
-static void _OnError(const char* s) {
-  fprintf(stderr, "error: %s\n", s);
-}
-
-/* A cheap pseudo-random sequence, so that the values vary like those of
- * a photograph and every hex digit occurs. */
-static U32 _Rand(U32* pState) {
-  *pState = *pState * 1664525u + 1013904223u;
-  return *pState >> 8;
-}
-
-static IMAGE* _MakePicture(int Size, int NumColors) {
-  IMAGE* pImage = IMAGE_Create(Size, Size, NumColors);
-  if (pImage == NULL) {
-    return NULL;
-  }
-  U32 State = 12345;
-  for (int i = 0; i < NumColors; i++) {
-    IMAGE_SetColor(pImage, i, _Rand(&State) & 0xFFFFFF);
-  }
-  for (int y = 0; y < Size; y++) {
-    for (int x = 0; x < Size; x++) {
-      U32 v = _Rand(&State);
-      IMAGE_SetPixel(pImage, x, y, NumColors ? (v & 0xFF) % (U32)NumColors : (v & 0xFFFFFF));
-    }
-  }
-  return pImage;
-}
 
 static int _Time(IMAGE* pImage, const std::string& sFolder, int Format) {
   std::string sPath = sFolder + "/bench_f" + std::to_string(Format) + ".c";
@@ -58,10 +23,10 @@ static int _Time(IMAGE* pImage, const std::string& sFolder, int Format) {
     return 1;
   }
   SAVEFORMAT Choice = { Format, 0 };
-  double t0 = _Now();
+  double t0 = BENCH_Now();
   IMAGE_SaveFile(pImage, hFile, 1, sPath.c_str(), &Choice);
   PLAT_Close(hFile);
-  double t1 = _Now();
+  double t1 = BENCH_Now();
   int Error = 0;
   PLAT_FILE* hRead = PLAT_OpenRead(sPath.c_str(), &Error);
   unsigned NumBytes = PLAT_GetFileSize(hRead);
@@ -77,9 +42,9 @@ int main(int argc, char** argv) {
     return 2;
   }
   int Size = argc > 2 ? atoi(argv[2]) : 4000;
-  IMAGE_SetHooks(NULL, _OnError, "3.96");
-  IMAGE* pPal = _MakePicture(Size, 256);
-  IMAGE* pRGB = _MakePicture(Size, 0);
+  IMAGE_SetHooks(NULL, BENCH_OnError, "3.96");
+  IMAGE* pPal = BENCH_MakeRandomPicture(Size, 256, 0, 12345);
+  IMAGE* pRGB = BENCH_MakeRandomPicture(Size, 0, 0, 12345);
   if (pPal == NULL || pRGB == NULL) {
     return 1;
   }

@@ -26,7 +26,7 @@ if ! cmake --build "$BUILD" -j2 --target zelmar_core > "$BUILD/build.log" 2>&1; 
 fi
 
 BENCH=$BUILD/bench_colour
-if [ ! -x "$BENCH" ] || [ bench/bench_colour.cpp -nt "$BENCH" ] || [ "$BUILD/libzelmar_core.a" -nt "$BENCH" ]; then
+if [ ! -x "$BENCH" ] || [ bench/bench_colour.cpp -nt "$BENCH" ] || [ bench/benchutil.h -nt "$BENCH" ] || [ "$BUILD/libzelmar_core.a" -nt "$BENCH" ]; then
   "$CXX" -O2 -std=c++17 -Wall -Wextra -I. bench/bench_colour.cpp "$BUILD/libzelmar_core.a" -o "$BENCH"
 fi
 "$BENCH" "$@"

@@ -30,7 +30,7 @@ cmake --build "$BUILD" -j2 --target zelmar_core > "$BUILD/build.log" 2>&1 || {
   exit 1
 }
 BENCH=$BUILD/bench_gif
-if [ ! -x "$BENCH" ] || [ bench/bench_gif.cpp -nt "$BENCH" ] || [ "$BUILD/libzelmar_core.a" -nt "$BENCH" ]; then
+if [ ! -x "$BENCH" ] || [ bench/bench_gif.cpp -nt "$BENCH" ] || [ bench/benchutil.h -nt "$BENCH" ] || [ "$BUILD/libzelmar_core.a" -nt "$BENCH" ]; then
   "$CXX" -O2 -std=c++17 -I. bench/bench_gif.cpp "$BUILD/libzelmar_core.a" -lgif -o "$BENCH"
 fi
 "$BENCH" "$WORK" "$SIZE" "$ROUNDS"

@@ -33,7 +33,7 @@ cmake --build "$BUILD" -j2 --target zelmar_core > "$BUILD/build_rle.log" 2>&1 ||
 }
 
 BENCH=$BUILD/bench_rle
-if [ ! -x "$BENCH" ] || [ bench/bench_rle.cpp -nt "$BENCH" ] || [ "$BUILD/libzelmar_core.a" -nt "$BENCH" ]; then
+if [ ! -x "$BENCH" ] || [ bench/bench_rle.cpp -nt "$BENCH" ] || [ bench/benchutil.h -nt "$BENCH" ] || [ "$BUILD/libzelmar_core.a" -nt "$BENCH" ]; then
   "$CXX" -O2 -std=c++17 -I. bench/bench_rle.cpp "$BUILD/libzelmar_core.a" -o "$BENCH"
 fi
 

@@ -30,7 +30,7 @@ if ! cmake --build "$BUILD" -j2 > "$BUILD/build.log" 2>&1; then
 fi
 
 BENCH=$BUILD/bench_save
-if [ ! -x "$BENCH" ] || [ bench/bench_save.cpp -nt "$BENCH" ] || [ "$BUILD/libzelmar_core.a" -nt "$BENCH" ]; then
+if [ ! -x "$BENCH" ] || [ bench/bench_save.cpp -nt "$BENCH" ] || [ bench/benchutil.h -nt "$BENCH" ] || [ "$BUILD/libzelmar_core.a" -nt "$BENCH" ]; then
   "$CXX" -O2 -std=c++17 -I. bench/bench_save.cpp "$BUILD/libzelmar_core.a" -o "$BENCH"
 fi
 

@@ -21,6 +21,7 @@
 #include <algorithm>
 
 #include "../platform/plat.h"
+#include "dither.h"
 
 /*********************************************************************
 *  Palettes
@@ -238,7 +239,7 @@ static void _ConvertColors(const IMAGE* pSrc, IMAGE* pDest, const PALETTE* pPale
   }
 }
 
-IMAGE* CONVERT_IntoPalette(IMAGE* pBitmapOrg, const PALETTE* pPalette) {
+static IMAGE* _IntoPalette(IMAGE* pBitmapOrg, const PALETTE* pPalette) {
   if (pBitmapOrg == NULL) {
     IMAGE_ShowError("Internal error : pBitmapOrg == NULL");
     return NULL;
@@ -264,6 +265,16 @@ IMAGE* CONVERT_IntoPalette(IMAGE* pBitmapOrg, const PALETTE* pPalette) {
   IMAGE_Free(pBitmapOrg);
   IMAGE_ShowStatus("Conversion done");
   return pImage;
+}
+
+/* With dithering on, the dithered form gives the same palette and the
+ * same reports. The best palette never dithers: it keeps what it can
+ * exactly and serves the GIF reader and writer. */
+IMAGE* CONVERT_IntoPalette(IMAGE* pBitmapOrg, const PALETTE* pPalette) {
+  if (CONVERT_GetDither()) {
+    return CONVERT_DitherIntoPalette(pBitmapOrg, pPalette, 0);
+  }
+  return _IntoPalette(pBitmapOrg, pPalette);
 }
 
 /*********************************************************************
@@ -568,5 +579,5 @@ IMAGE* CONVERT_IntoBestPalette(IMAGE* pBitmapOrg) {
     _aColorWork[i] = IMAGE_GetUsedColor(pBitmapOrg, i);
   }
   _PalWork.NumColors = NumColors;
-  return CONVERT_IntoPalette(pBitmapOrg, &_PalWork);
+  return _IntoPalette(pBitmapOrg, &_PalWork);
 }

@@ -15,7 +15,8 @@ typedef struct {
 
 /* All conversions free pBitmapOrg and give a new image; a null
  * pBitmapOrg is reported and gives null. When the new image cannot be
- * made they give null and leave pBitmapOrg alone. */
+ * made they give null and leave pBitmapOrg alone. While dithering is on
+ * (dither.h) all but the best palette diffuse the error. */
 IMAGE* CONVERT_IntoPalette(IMAGE* pBitmapOrg, const PALETTE* pPalette);
 IMAGE* CONVERT_IntoBW(IMAGE* pBitmapOrg);
 IMAGE* CONVERT_IntoGray4(IMAGE* pBitmapOrg);

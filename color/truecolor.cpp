@@ -13,6 +13,8 @@
 
 #include <string.h>
 
+#include "dither.h"
+
 /* One channel to NumBits bits, rounded to the nearest level, and back to
  * the range 0..255 so that the top level is 255. Integer arithmetic,
  * every division truncating. */
@@ -70,6 +72,9 @@ IMAGE* CONVERT_IntoRGB(IMAGE* pBitmapOrg) {
  * palette image (an index beyond the palette shows black, as
  * IMAGE_GetPixelColor gives it), by a table per channel in true colour. */
 IMAGE* CONVERT_IntoHighColor(IMAGE* pBitmapOrg, int Format) {
+  if (CONVERT_GetDither()) {
+    return CONVERT_DitherIntoHighColor(pBitmapOrg, Format);
+  }
   IMAGE* pImage = IMAGE_Create(pBitmapOrg->XSize, pBitmapOrg->YSize, 0);
   if (pImage == NULL) {
     return NULL;

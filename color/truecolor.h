@@ -12,7 +12,8 @@
  * leave pBitmapOrg as it was when the new image cannot be made. */
 IMAGE* CONVERT_IntoRGB(IMAGE* pBitmapOrg);
 /* Format 555, 655, 565 or 556: bits of blue, green, red. Frees
- * pBitmapOrg and gives a new image. */
+ * pBitmapOrg and gives a new image; dithered while dithering is on
+ * (dither.h). */
 IMAGE* CONVERT_IntoHighColor(IMAGE* pBitmapOrg, int Format);
 
 #endif

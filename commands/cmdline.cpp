@@ -64,6 +64,10 @@ static const CMDLINE_OPTION _aOption[] = {
   { "exit",                     0xE141, 0, "\t\t\tTerminate PC-programm automatically" },
   { "help",                     0,      0, "\t\t\tDisplay this box" },
   { "?",                        0,      0, "\t\t\tDisplay this box" },
+  /* Rows without a help text are left out of the help box, whose text
+   * stays as it has always been; README.md documents them. */
+  { "convertintooptimalpalette", 0x8026, 0, NULL },
+  { "dither",                   0x8027, 0, NULL },
   { NULL,                       0,      0, NULL }
 };
 
@@ -119,7 +123,7 @@ void CMDLINE_ShowHelp(const CMDLINE_OPTION* aOption) {
   char ac[2000];
   size_t Len = (size_t)snprintf(ac, sizeof(ac), "Valid command line options:\r\n\r\n");
   for (const CMDLINE_OPTION* p = aOption; p->sName; p++) {
-    if (Len < sizeof(ac)) {
+    if (Len < sizeof(ac) && p->sHelp) {
       Len += (size_t)snprintf(ac + Len, sizeof(ac) - Len, "-%s%s\r\n", p->sName, p->sHelp);
     }
   }

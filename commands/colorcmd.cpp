@@ -5,9 +5,13 @@
 #include "colorcmd.h"
 
 #include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
 
 #include "../color/custompal.h"
+#include "../color/dither.h"
 #include "../color/palette.h"
+#include "../color/quantize.h"
 #include "../color/transparency.h"
 #include "../core/msg.h"
 #include "../platform/plat.h"
@@ -131,4 +135,83 @@ void OnConvertIntoCustomPalette(void) {
     }
   }
   CANVAS_Refresh();
+}
+
+/*********************************************************************
+*  Optimal palette and dithering
+*/
+/* The digits of the batch entry as a number; -1 when there are none or
+ * anything else stands there. At most 4 digits are taken. */
+static int _ReadNumber(char* acText, int MaxLen) {
+  int Len = 0, Value = 0, IsValid = 1;
+  for (int c = CMDLINE_GetChar(); c; c = CMDLINE_GetChar()) {
+    if (Len < MaxLen) {
+      acText[Len++] = (char)c;
+    }
+    if (c < '0' || c > '9' || !IsValid || Len > 4) {
+      IsValid = 0;   /* and the value stops growing */
+    } else {
+      Value = Value * 10 + (c - '0');
+    }
+  }
+  acText[Len] = 0;
+  return (IsValid && Len) ? Value : -1;
+}
+
+static const char* const _asNumColors[] = { "256", "128", "64", "32", "16", "8", "4", "2" };
+
+/* The number of colours asked for, or 0 after a refusal or a cancel. */
+static int _GetNumColors(void) {
+  if (CMDLINE_IsBatch()) {
+    char ac[40];
+    int  n = _ReadNumber(ac, 32);
+    if (ac[0] == 0) {
+      return CONVERT_OPTIMAL_MAX;
+    }
+    if (n < CONVERT_OPTIMAL_MIN || n > CONVERT_OPTIMAL_MAX) {
+      char acMsg[100];
+      snprintf(acMsg, sizeof(acMsg), "Optimal palette: number of colors must be 2 to 256, not \"%s\"", ac);
+      MSG_Error(acMsg);
+      return 0;
+    }
+    return n;
+  }
+  int i = PLAT_ChooseFromList("Optimal palette", "Number of colors:", _asNumColors, 8, 0);
+  return i < 0 ? 0 : atoi(_asNumColors[i]);
+}
+
+void OnConvertIntoOptimalPalette(void) {
+  if (pBitmapCurrent == NULL) {
+    MSG_Error("No file open!");
+    return;
+  }
+  int NumColors = _GetNumColors();
+  if (NumColors == 0) {
+    return;
+  }
+  UNDO_Push();
+  IMAGE* pResult = CONVERT_IntoOptimalPalette(pBitmapCurrent, NumColors);
+  if (pResult) {
+    pBitmapCurrent = pResult;
+  }
+  CANVAS_Refresh();
+}
+
+void OnDither(void) {
+  if (!CMDLINE_IsBatch()) {
+    CONVERT_SetDither(!CONVERT_GetDither());
+    return;
+  }
+  char ac[40];
+  int  n = _ReadNumber(ac, 32);
+  if (ac[0] == 0) {
+    n = 1;
+  }
+  if ((n != 0 && n != 1) || strlen(ac) > 1) {
+    char acMsg[100];
+    snprintf(acMsg, sizeof(acMsg), "Dither: 0 or 1 expected, not \"%s\"", ac);
+    MSG_Error(acMsg);
+    return;
+  }
+  CONVERT_SetDither(n);
 }

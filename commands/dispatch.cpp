@@ -123,6 +123,8 @@ static void _OnConvertIntoBestPalette(void) {
 
 static void _OnConvertIntoCustomPalette(void) { OnConvertIntoCustomPalette(); }
 static void _OnTransparencyOption(void)       { OnTransparencyOption(); }
+static void _OnConvertIntoOptimalPalette(void) { OnConvertIntoOptimalPalette(); }
+static void _OnDither(void)                   { OnDither(); }
 
 static void _OnFileOpenDlg(void) {
   OnFileOpenDlg();
@@ -175,6 +177,8 @@ static const COMMAND _aCommand[] = {
   { 0x8023, _OnConvertIntoCustomPalette },
   { 0x8024, _OnTransparencyOption },
   { 0x8025, _OnShrink },
+  { 0x8026, _OnConvertIntoOptimalPalette },
+  { 0x8027, _OnDither },
 
   { 0xE101, _OnFileOpenDlg },
   { 0xE104, _OnFileSaveAs },

@@ -1,0 +1,30 @@
+#!/bin/bash
+# Draws a smooth gradient, converts it to the 332 palette without and with
+# dithering, and stores both results as PNG in docs/ for README.md.
+#
+#   bash bench/dither_pictures.sh [build-dir]        (default: build)
+set -eu
+cd "$(dirname "$0")/.."
+ZELMAR=$(realpath "${1:-build}")/zelmar
+DOCS=$(pwd)/docs
+WORK=$(mktemp -d)
+trap 'rm -rf "$WORK"' EXIT
+/usr/bin/python3 - "$WORK/gradient.bmp" <<'PY'
+import sys
+from PIL import Image
+W, H = 480, 120
+img = Image.new("RGB", (W, H))
+px = img.load()
+for y in range(H):
+    for x in range(W):
+        t, u = x / (W - 1), y / (H - 1)
+        # dusk: deep blue on the left to warm orange on the right, lighter at the bottom
+        px[x, y] = (int(20 + 215 * t + 20 * u), int(30 + 110 * t + 40 * u), int(90 + 30 * (1 - t) + 20 * u))
+img.save(sys.argv[1])
+PY
+cd "$WORK"
+"$ZELMAR" gradient.bmp -convertinto332 -saveasoff.bmp,2 -exit
+"$ZELMAR" gradient.bmp -dither1 -convertinto332 -saveason.bmp,2 -exit
+convert off.bmp "$DOCS/dither_332_off.png"
+convert on.bmp "$DOCS/dither_332_on.png"
+ls -l "$DOCS"

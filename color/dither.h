@@ -1,0 +1,24 @@
+/*
+ * Error diffusion: the conversions onto palettes and onto the high colour
+ * levels can spread each pixel's rounding error over its neighbours
+ * (Floyd-Steinberg weights, rows walked in alternating directions), so
+ * that areas between two levels mix them instead of banding.
+ */
+#ifndef ZELMAR_COLOR_DITHER_H
+#define ZELMAR_COLOR_DITHER_H
+
+#include "palette.h"
+
+/* Dithering is off at start; the switch holds for all conversions that
+ * follow. */
+void CONVERT_SetDither(int OnOff);
+int  CONVERT_GetDither(void);
+
+/* The dithered forms of CONVERT_IntoPalette and CONVERT_IntoHighColor,
+ * with the same results apart from the pixels. With KeepEntry0 the
+ * source's entry 0 pixels stay entry 0, take no part in the diffusion,
+ * and no other pixel is given entry 0. */
+IMAGE* CONVERT_DitherIntoPalette(IMAGE* pBitmapOrg, const PALETTE* pPalette, int KeepEntry0);
+IMAGE* CONVERT_DitherIntoHighColor(IMAGE* pBitmapOrg, int Format);
+
+#endif

@@ -1,0 +1,227 @@
+/* Optimal palette and dithering. */
+#include <gtest/gtest.h>
+
+#include <string.h>
+
+#include <functional>
+
+#include "color/dither.h"
+#include "color/palette.h"
+#include "color/quantize.h"
+#include "color/truecolor.h"
+#include "commands/cmdline.h"
+#include "testutil.h"
+
+namespace {
+
+/* True colour, each pixel one of NumColors random colours. */
+IMAGE* RandomImage(int XSize, int YSize, int NumColors, U32 Seed) {
+  auto Rand = [&Seed]() { return (Seed = Seed * 1664525u + 1013904223u) >> 8; };
+  std::vector<U32> aColor;
+  for (int i = 0; i < NumColors; i++) aColor.push_back(Rand() & 0xFFFFFF);
+  IMAGE* p = IMAGE_Create(XSize, YSize, 0);
+  for (int i = 0; i < XSize * YSize; i++) IMAGE_SetPixel(p, i % XSize, i / XSize, aColor[Rand() % NumColors]);
+  return p;
+}
+
+/* A slow horizontal gray ramp with a little blue, the kind that bands. */
+IMAGE* Ramp(int XSize, int YSize) {
+  IMAGE* p = IMAGE_Create(XSize, YSize, 0);
+  for (int i = 0; i < XSize * YSize; i++) {
+    U32 v = (U32)(i % XSize * 255 / (XSize - 1));
+    IMAGE_SetPixel(p, i % XSize, i / XSize, (v / 2 + 64) << 16 | v << 8 | v);
+  }
+  return p;
+}
+
+/* The image as it would be exported, and its transparency. */
+std::string Bytes(const IMAGE* p) {
+  std::string s((size_t)IMAGE_GetDIBSize(p), '\0');
+  IMAGE_WriteDIB(p, (U8*)&s[0]);
+  return s + char('0' + p->HasTrans);
+}
+
+/* The bytes of a conversion of a copy; the images are freed. */
+std::string Converted(const std::function<IMAGE*(IMAGE*)>& pf, const IMAGE* pSrc) {
+  IMAGE* p = pf(IMAGE_Copy(pSrc));
+  std::string s = Bytes(p);
+  IMAGE_Free(p);
+  return s;
+}
+
+int Channel(U32 c, int k) { return (int)(c >> (8 * k) & 255); }
+
+int Dist(U32 a, U32 b) {
+  int d = 0;
+  for (int k = 0; k < 3; k++) d += (Channel(a, k) - Channel(b, k)) * (Channel(a, k) - Channel(b, k));
+  return d;
+}
+
+/* Mean over 8 x 8 blocks of the squared difference of the blocks' average
+ * colours: what the eye sees of banding. */
+double BlockError(const IMAGE* pA, const IMAGE* pB) {
+  double Sum = 0;
+  int    n   = 0;
+  for (int by = 0; by + 8 <= pA->YSize; by += 8)
+    for (int bx = 0; bx + 8 <= pA->XSize; bx += 8, n++)
+      for (int k = 0; k < 3; k++) {
+        double d = 0;
+        for (int i = 0; i < 64; i++)
+          d += Channel(IMAGE_GetPixelColor(pA, bx + i % 8, by + i / 8), k) - Channel(IMAGE_GetPixelColor(pB, bx + i % 8, by + i / 8), k);
+        Sum += (d / 64) * (d / 64);
+      }
+  return Sum / n;
+}
+
+struct Quantize : ::testing::Test {
+  ReportCatcher Reports;
+  void TearDown() override { CONVERT_SetDither(0); }
+};
+
+}  // namespace
+
+TEST_F(Quantize, ExactAtOrBelowNColorsAndDeterministic) {
+  for (int N : {2, 16, 256}) {
+    IMAGE* pSrc = RandomImage(37, 23, N, (U32)N);
+    IMAGE* pA   = CONVERT_IntoOptimalPalette(IMAGE_Copy(pSrc), N);
+    IMAGE* pB   = CONVERT_IntoOptimalPalette(IMAGE_Copy(pSrc), N);
+    ASSERT_TRUE(pA && pB);
+    EXPECT_LE(pA->NumColors, N);
+    EXPECT_EQ(Bytes(pA), Bytes(pB));
+    for (int i = 0; i < 37 * 23; i++) ASSERT_EQ(IMAGE_GetPixelColor(pA, i % 37, i / 37), IMAGE_GetPixel(pSrc, i % 37, i / 37));
+    /* A palette source of few colours comes out the same way. */
+    IMAGE* pC = CONVERT_IntoOptimalPalette(CONVERT_IntoBestPalette(IMAGE_Copy(pSrc)), N);
+    EXPECT_EQ(Bytes(pA), Bytes(pC));
+    IMAGE_Free(pSrc); IMAGE_Free(pA); IMAGE_Free(pB); IMAGE_Free(pC);
+  }
+  EXPECT_TRUE(Reports.Errors.empty());
+}
+
+TEST_F(Quantize, ManyColorsGoToAtMostNEntriesEachPixelToItsNearest) {
+  IMAGE* pSrc = RandomImage(64, 48, 3000, 7);
+  for (int N : {2, 16, 256}) {
+    IMAGE* p = CONVERT_IntoOptimalPalette(IMAGE_Copy(pSrc), N);
+    ASSERT_TRUE(p);
+    ASSERT_LE(p->NumColors, N);
+    for (int i = 0; i < 64 * 48; i++) {
+      U32 c = IMAGE_GetPixel(pSrc, i % 64, i / 64);
+      int Best = INT32_MAX;
+      for (int k = 0; k < p->NumColors; k++) Best = std::min(Best, Dist(c, IMAGE_GetColor(p, k)));
+      ASSERT_EQ(Dist(c, IMAGE_GetPixelColor(p, i % 64, i / 64)), Best) << N;
+    }
+    IMAGE_Free(p);
+  }
+  /* 16 colours along a ramp of 256 steps: about 16 steps per entry, so
+   * the squared error stays near what even spacing gives (about 48). */
+  IMAGE* pRamp = Ramp(300, 8);
+  IMAGE* pOpt  = CONVERT_IntoOptimalPalette(IMAGE_Copy(pRamp), 16);
+  double Sum   = 0;
+  for (int x = 0; x < 300; x++) Sum += Dist(IMAGE_GetPixel(pRamp, x, 0), IMAGE_GetPixelColor(pOpt, x, 0));
+  EXPECT_LT(Sum / 300, 60);
+  IMAGE_Free(pOpt); IMAGE_Free(pRamp); IMAGE_Free(pSrc);
+}
+
+TEST_F(Quantize, TransparentEntryStaysEntryZero) {
+  IMAGE* pSrc = MakeTestImage(40, 30, 200);
+  for (int Dither : {0, 1}) {
+    CONVERT_SetDither(Dither);
+    IMAGE* pCopy = IMAGE_Copy(pSrc);
+    pCopy->HasTrans = 1;   /* a copy does not carry it */
+    IMAGE* p = CONVERT_IntoOptimalPalette(pCopy, 8);
+    ASSERT_TRUE(p);
+    ASSERT_EQ(p->HasTrans, 1);
+    EXPECT_EQ(IMAGE_GetColor(p, 0), IMAGE_GetColor(pSrc, 0));
+    EXPECT_LE(p->NumColors, 8);
+    for (int i = 0; i < 40 * 30; i++) ASSERT_EQ(IMAGE_GetPixel(p, i % 40, i / 40) == 0, IMAGE_GetPixel(pSrc, i % 40, i / 40) == 0);
+    IMAGE_Free(p);
+  }
+  IMAGE_Free(pSrc);
+}
+
+TEST_F(Quantize, DitherOffLeavesEveryConversionAsItWas) {
+  std::vector<std::function<IMAGE*(IMAGE*)>> aConvert = {
+    CONVERT_IntoBW, CONVERT_IntoGray4, CONVERT_IntoGray16, CONVERT_IntoGray64, CONVERT_IntoGray256,
+    CONVERT_Into111, CONVERT_Into222, CONVERT_Into233, CONVERT_Into323, CONVERT_Into332, CONVERT_Into8666,
+    CONVERT_IntoBestPalette, CONVERT_IntoCustomPalette,
+  };
+  for (int f : {555, 655, 565, 556}) aConvert.push_back([f](IMAGE* p) { return CONVERT_IntoHighColor(p, f); });
+  PALETTE* pCustom = CONVERT_GetCustomPalette();
+  pCustom->NumColors = 5;
+  for (int i = 0; i < 5; i++) pCustom->pColors[i] = 0x336699u * (U32)i;
+  std::vector<IMAGE*> aSrc = {RandomImage(33, 17, 500, 1), MakeTestImage(19, 11, 77)};
+  std::vector<std::string> aBefore;
+  for (IMAGE* pSrc : aSrc)
+    for (auto& pf : aConvert) aBefore.push_back(Converted(pf, pSrc));
+  CONVERT_SetDither(1);
+  CONVERT_SetDither(0);
+  size_t i = 0;
+  for (IMAGE* pSrc : aSrc)
+    for (auto& pf : aConvert) EXPECT_EQ(Converted(pf, pSrc), aBefore[i++]) << i;
+  /* On, a picture that already lies on the target palette keeps every pixel. */
+  CONVERT_SetDither(1);
+  IMAGE* pGray = CONVERT_IntoGray16(IMAGE_Copy(aSrc[0]));
+  EXPECT_EQ(Converted(CONVERT_IntoGray16, pGray), Bytes(pGray));
+  IMAGE_Free(pGray);
+  for (IMAGE* pSrc : aSrc) IMAGE_Free(pSrc);
+}
+
+TEST_F(Quantize, DitherOnReducesBandingOnAGradient) {
+  IMAGE* pRamp = Ramp(256, 32);
+  std::vector<std::function<IMAGE*(IMAGE*)>> aConvert = {
+    CONVERT_Into332, [](IMAGE* p) { return CONVERT_IntoHighColor(p, 565); },
+    [](IMAGE* p) { return CONVERT_IntoOptimalPalette(p, 8); },
+  };
+  for (auto& pf : aConvert) {
+    CONVERT_SetDither(0);
+    IMAGE* pPlain = pf(IMAGE_Copy(pRamp));
+    CONVERT_SetDither(1);
+    IMAGE* pDither = pf(IMAGE_Copy(pRamp));
+    EXPECT_NE(Bytes(pPlain), Bytes(pDither));
+    EXPECT_LT(BlockError(pRamp, pDither) * 4, BlockError(pRamp, pPlain));
+    IMAGE_Free(pPlain); IMAGE_Free(pDither);
+  }
+  IMAGE_Free(pRamp);
+}
+
+TEST(QuantizeOptions, EveryNameReachesItsOwnRowAndNewOnesStayOutOfHelp) {
+  const CMDLINE_OPTION* aOption = CMDLINE_GetOptionTable();
+  for (const CMDLINE_OPTION* p = aOption; p->sName; p++) {
+    /* Each name, with an argument behind it, finds its own row first. */
+    const CMDLINE_OPTION* pFound = aOption;
+    std::string s = std::string(p->sName) + "16";
+    while (strncmp(s.c_str(), pFound->sName, strlen(pFound->sName)) != 0) pFound++;
+    EXPECT_EQ(pFound, p) << p->sName;
+    if (p->Command == 0x8026 || p->Command == 0x8027) {
+      EXPECT_EQ(p->sHelp, nullptr) << p->sName;   /* not in the help box */
+    }
+  }
+}
+
+TEST(QuantizeOptions, NumberOfColorsAndDitherArguments) {
+  struct { std::vector<std::string> aOption; int Code; int NumColors; } a[] = {
+    {{"-convertintooptimalpalette"}, 0, 256},     {{"-convertintooptimalpalette16"}, 0, 16},
+    {{"-dither1", "-convertintooptimalpalette2"}, 0, 2}, {{"-dither", "-dither0", "-convertintooptimalpalette0004"}, 0, 4},
+    {{"-convertintooptimalpalette1"}, 1, 0},      {{"-convertintooptimalpalette257"}, 1, 0},
+    {{"-convertintooptimalpalettex"}, 1, 0},      {{"-convertintooptimalpalette16,"}, 1, 0},
+    {{"-convertintooptimalpalette99999999999"}, 1, 0}, {{"-dither2"}, 1, 0}, {{"-dither01"}, 1, 0},
+  };
+  for (auto& t : a) {
+    TempDir Dir;
+    IMAGE* pPic = RandomImage(40, 20, 2000, 3);
+    WriteFileBytes(Dir.File("pic.bmp"), MakeBMP(pPic));
+    IMAGE_Free(pPic);
+    std::vector<std::string> aArgs{"pic.bmp"};
+    aArgs.insert(aArgs.end(), t.aOption.begin(), t.aOption.end());
+    aArgs.insert(aArgs.end(), {"-saveasout.bmp,2", "-exit"});
+    std::string Option = t.aOption.back();
+    EXPECT_EQ(RunZelmar(Dir.Path, aArgs), t.Code) << Option;
+    std::string Log = ReadFileBytes(Dir.File("Zelmar.log")), Bmp = ReadFileBytes(Dir.File("out.bmp"));
+    if (t.Code) {
+      EXPECT_NE(Log.find(Option.substr(Option.find_first_of("0123456789x,", 7))), std::string::npos) << Log;
+      EXPECT_TRUE(Bmp.empty()) << Option;
+    } else {
+      ASSERT_GE(Bmp.size(), 54u);
+      EXPECT_EQ((unsigned char)Bmp[46] | (unsigned char)Bmp[47] << 8, t.NumColors) << Option;
+    }
+  }
+}
