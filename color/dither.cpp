@@ -32,9 +32,7 @@ int CONVERT_GetDither(void) {
 typedef U32 _SNAP(void* pContext, const int* pRGB, int* pOut);
 
 static void _ShowLine(I32 y, I32 YSize) {
-  char ac[64];
-  snprintf(ac, sizeof(ac), "Converting image, line %d/%d", (int)(y + 1), (int)YSize);
-  IMAGE_ShowStatus(ac);
+  IMAGE_ShowLineStatus("Converting image, line ", y + 1, YSize);
 }
 
 /* Diffuses over the whole picture. With KeepEntry0, source pixels of

@@ -176,9 +176,7 @@ static inline U32 _GetTrueColor(const U8* p) {
 }
 
 static void _ShowLine(I32 y, I32 YSize) {
-  char ac[64];
-  snprintf(ac, sizeof(ac), "Converting image, line %d/%d", (int)(y + 1), (int)YSize);
-  IMAGE_ShowStatus(ac);
+  IMAGE_ShowLineStatus("Converting image, line ", y + 1, YSize);
 }
 
 /* Palette source: one search per source entry, then a table look-up per
@@ -408,9 +406,7 @@ static void _SortTally(_TALLY* aTally, I32 NumTally) {
 }
 
 static void _ShowRow(I32 y, I32 YSize) {
-  char ac[64];
-  snprintf(ac, sizeof(ac), "Calculating info of image, row %d/%d", (int)(y + 1), (int)YSize);
-  IMAGE_ShowStatus(ac);
+  IMAGE_ShowLineStatus("Calculating info of image, row ", y + 1, YSize);
 }
 
 /* Palette image: counts per index, then the indices that show the same

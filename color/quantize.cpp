@@ -420,9 +420,7 @@ static int _ChoosePalette(_COLOR* aColor, I32 NumColors, int NumEntries, U32* aP
 static void _WritePixels(const U32* aPixel, const U8* aMap, int Offset, IMAGE* pDest) {
   size_t Pos = 0;
   for (I32 y = 0; y < pDest->YSize; y++) {
-    char ac[64];
-    snprintf(ac, sizeof(ac), "Converting image, line %d/%d", (int)(y + 1), (int)pDest->YSize);
-    IMAGE_ShowStatus(ac);
+    IMAGE_ShowLineStatus("Converting image, line ", y + 1, pDest->YSize);
     for (I32 x = 0; x < pDest->XSize; x++, Pos++) {
       U32 v = aPixel[Pos];
       IMAGE_SetPixel(pDest, x, y, v == _TRANS ? 0 : (U32)(aMap[v] + Offset));

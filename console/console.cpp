@@ -79,7 +79,9 @@ static void _DestroyWindow(void) {
 }
 
 static void _SetStatusText(const char* sText) {
-  if (!isatty(2)) {
+  /* Long operations report every row: ask the system once, not per row. */
+  static const int _IsTerminal = isatty(2);
+  if (!_IsTerminal) {
     return;   /* a build log stays clean */
   }
   fprintf(stderr, "\r\033[K%s", sText);

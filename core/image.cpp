@@ -292,6 +292,77 @@ void IMAGE_ShowStatus(const char* sText) {
   }
 }
 
+static char* _AppendDecimal(char* p, I32 v) {
+  char ac[12];
+  int n = 0;
+  U32 u = (U32)v;
+  if (v < 0) {
+    *p++ = '-';
+    u = 0u - u;
+  }
+  do {
+    ac[n++] = (char)('0' + u % 10);
+    u /= 10;
+  } while (u);
+  while (n) {
+    *p++ = ac[--n];
+  }
+  return p;
+}
+
+/* The last line text. Rows come one after the other, so the next text
+ * is mostly the last one with its line number counted up in place. */
+static struct {
+  char        ac[96];
+  const char* sPrefix;
+  I32         Line;
+  I32         NumLines;
+  int         LineStart;  /* offset of the line number's first digit */
+  int         LineEnd;    /* offset of the '/' behind the line number */
+} _LineText;
+
+static int _CountUpInPlace(I32 Line) {
+  if (_LineText.Line < 0 || (int64_t)Line != (int64_t)_LineText.Line + 1) {
+    return 0;
+  }
+  char* p = _LineText.ac + _LineText.LineEnd - 1;
+  for (;;) {
+    if (p < _LineText.ac + _LineText.LineStart) {
+      return 0;       /* a new digit is needed: format anew */
+    }
+    if (*p != '9') {
+      (*p)++;
+      break;
+    }
+    *p-- = '0';
+  }
+  _LineText.Line = Line;
+  return 1;
+}
+
+void IMAGE_ShowLineStatus(const char* sPrefix, I32 Line, I32 NumLines) {
+  if (_pfnStatus == NULL) {
+    return;
+  }
+  if (sPrefix != _LineText.sPrefix || NumLines != _LineText.NumLines || !_CountUpInPlace(Line)) {
+    size_t Len = strlen(sPrefix);
+    if (Len > sizeof(_LineText.ac) - 26) {
+      Len = sizeof(_LineText.ac) - 26;
+    }
+    memcpy(_LineText.ac, sPrefix, Len);
+    _LineText.LineStart = (int)Len + (Line < 0);
+    char* p = _AppendDecimal(_LineText.ac + Len, Line);
+    _LineText.LineEnd = (int)(p - _LineText.ac);
+    *p++ = '/';
+    p = _AppendDecimal(p, NumLines);
+    *p = 0;
+    _LineText.sPrefix = sPrefix;
+    _LineText.Line = Line;
+    _LineText.NumLines = NumLines;
+  }
+  _pfnStatus(_LineText.ac);
+}
+
 void IMAGE_ShowError(const char* sText) {
   if (sText == NULL) {
     return;

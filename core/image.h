@@ -78,5 +78,8 @@ void        IMAGE_SetHooks(IMAGE_PFN_TEXT* pfnStatus, IMAGE_PFN_TEXT* pfnError, 
 const char* IMAGE_GetVersion(void);
 void        IMAGE_ShowStatus(const char* sText);
 void        IMAGE_ShowError(const char* sText);
+/* "<sPrefix><Line>/<NumLines>" through the status hook. Long operations
+ * call it once per row, so it formats without printf. */
+void        IMAGE_ShowLineStatus(const char* sPrefix, I32 Line, I32 NumLines);
 
 #endif

@@ -13,9 +13,7 @@
 #include <stdio.h>
 
 static void _ShowLineStatus(I32 y, I32 YSize) {
-  char ac[60];
-  snprintf(ac, sizeof(ac), "Converting image, line %d/%d", (int)(y + 1), (int)YSize);
-  IMAGE_ShowStatus(ac);
+  IMAGE_ShowLineStatus("Converting image, line ", y + 1, YSize);
 }
 
 /*********************************************************************

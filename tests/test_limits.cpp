@@ -180,3 +180,24 @@ TEST(Limits, GIFFramesLargerThanTheScreenCostNoMoreThanTheScreen) {
     IMAGE_Free(p);
   }
 }
+
+/* Per-row progress texts are counted up in place; every text must still
+ * read as if printed anew, across new digits and changes of prefix. */
+TEST(Limits, LineStatusTexts) {
+  ReportCatcher Reports;
+  const char* sA = "Converting image, line ";
+  const char* sB = "row 1";
+  IMAGE_ShowLineStatus(sA, 8, 100);
+  IMAGE_ShowLineStatus(sA, 9, 100);
+  IMAGE_ShowLineStatus(sA, 10, 100);
+  IMAGE_ShowLineStatus(sA, 99, 100);
+  IMAGE_ShowLineStatus(sA, 100, 100);
+  IMAGE_ShowLineStatus(sA, 101, 1000);
+  IMAGE_ShowLineStatus(sB, 9, 10);
+  IMAGE_ShowLineStatus(sB, 10, 10);
+  IMAGE_ShowLineStatus(sA, 3, 10);
+  EXPECT_EQ(Reports.Status, (std::vector<std::string>{
+    "Converting image, line 8/100", "Converting image, line 9/100", "Converting image, line 10/100",
+    "Converting image, line 99/100", "Converting image, line 100/100", "Converting image, line 101/1000",
+    "row 19/10", "row 110/10", "Converting image, line 3/10"}));
+}
