@@ -7,6 +7,7 @@
 #include <string.h>
 
 #include "../commands/cmdline.h"
+#include "../commands/recent.h"
 #include "../commands/workspace.h"
 #include "../core/image.h"
 #include "../core/msg.h"
@@ -56,6 +57,7 @@ void MAIN_InitApp(void) {
   snprintf(_acVersion, sizeof(_acVersion), "%d.%.2d", VERSION_MAJOR, VERSION_MINOR);
   IMAGE_SetHooks(MSG_Status, MSG_Error, _acVersion);
   CMDLINE_Init("Zelmar", "Zelmar.log", MAIN_CMD_EXIT, _ExecCommand);
+  RECENT_Init("Recent File List", 8, 0x0500);
   Zoom = 20;
 }
 

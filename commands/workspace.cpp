@@ -19,6 +19,7 @@
 #include "../geometry/geometry.h"
 #include "../input/loader.h"
 #include "../platform/plat.h"
+#include "recent.h"
 #include "saveas.h"
 
 IMAGE* pBitmapCurrent;
@@ -122,6 +123,7 @@ IMAGE* OnFileOpen(const char* sPath) {
     IMAGE_Free(pBitmapCurrent);
     pBitmapCurrent = pImage;
     CANVAS_Refresh();
+    RECENT_Add(sPath);
     MAIN_SetTitle(sPath);
   }
   PLAT_Close(hFile);
@@ -309,6 +311,11 @@ static const COMMAND _aCommand[] = {
 void OnCommand(unsigned Id, long lParam) {
   (void)lParam;
   Id &= 0xFFFF;
+  unsigned FirstRecent = RECENT_GetFirstCommand();
+  if (FirstRecent && Id >= FirstRecent && Id < FirstRecent + (unsigned)RECENT_GetNumFiles()) {
+    OnFileOpen(RECENT_GetFile((int)(Id - FirstRecent)));
+    return;
+  }
   for (const COMMAND& Cmd : _aCommand) {
     if (Cmd.Id == Id) {
       Cmd.pfHandler();
