@@ -117,6 +117,7 @@ public:
   ZelmarFrame()
     : wxFrame(NULL, wxID_ANY, _ToWx(MAIN_GetBaseTitle()), wxDefaultPosition, wxSize(800, 600)), _Timer(this) {
     SetMenuBar(MENU_Create());
+    MENU_ShowLabels(GetMenuBar());
     _pCanvas = new ZelmarCanvas(this);
     Bind(wxEVT_TIMER, &ZelmarFrame::OnTimer, this);
     Bind(wxEVT_MENU, &ZelmarFrame::OnMenu, this);

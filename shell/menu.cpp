@@ -4,10 +4,16 @@
 #include "menu.h"
 
 #include <stdio.h>
+#include <string.h>
 
 #include <wx/clipbrd.h>
+#include <wx/accel.h>
 #include <wx/defs.h>
+#include <wx/log.h>
 #include <wx/menu.h>
+#ifdef __WXGTK__
+#include <dlfcn.h>
+#endif
 
 #include "../commands/recent.h"
 #include "../commands/workspace.h"
@@ -119,6 +125,36 @@ static const MENU_ENTRY _aMenu[] = {
   { _END, 0, NULL },
 };
 
+/* A label such as "BW \t(1 BPP)" has a second half that names no key.
+ * The toolkit would drop it from view; the item keeps the whole label
+ * and shows it. */
+static void _ShowWholeLabel(wxMenuItem* pItem, const char* sLabel) {
+  const char* sTab = strchr(sLabel, '\t');
+  if (sTab == NULL) {
+    return;
+  }
+  wxAcceleratorEntry Entry;
+  if (Entry.FromString(wxString::FromUTF8(sLabel))) {
+    return;   /* a key: shown in the menu's key column */
+  }
+#ifdef __WXGTK__
+  /* The toolkit's label widget is the item's child. Its two functions
+   * are found in the running process, which has GTK loaded, so that the
+   * build needs no GTK headers of its own. */
+  typedef void* PFGETCHILD(void*);
+  typedef void  PFSETTEXT(void*, const char*);
+  static PFGETCHILD* pfGetChild = (PFGETCHILD*)dlsym(RTLD_DEFAULT, "gtk_bin_get_child");
+  static PFSETTEXT*  pfSetText  = (PFSETTEXT*)dlsym(RTLD_DEFAULT, "gtk_label_set_text");
+  void* pWidget = pItem->GetMenuItem();
+  void* pLabel  = (pWidget && pfGetChild) ? pfGetChild(pWidget) : NULL;
+  if (pLabel && pfSetText) {
+    pfSetText(pLabel, sLabel);
+  }
+#else
+  (void)pItem;
+#endif
+}
+
 /* Fills pMenu from the rows after *pIndex up to the _END of its popup. */
 static void _FillMenu(wxMenu* pMenu, int* pIndex) {
   const int NumRows = (int)(sizeof(_aMenu) / sizeof(_aMenu[0]));
@@ -143,7 +179,18 @@ static void _FillMenu(wxMenu* pMenu, int* pIndex) {
   }
 }
 
+void MENU_ShowLabels(wxMenuBar* pMenuBar) {
+  wxLogNull NoLog;
+  for (const MENU_ENTRY& Row : _aMenu) {
+    wxMenuItem* pItem = (Row.Kind == _ITEM) ? pMenuBar->FindItem(MENU_GetWxId(Row.Command)) : NULL;
+    if (pItem) {
+      _ShowWholeLabel(pItem, Row.sLabel);
+    }
+  }
+}
+
 wxMenuBar* MENU_Create(void) {
+  wxLogNull  NoLog;   /* labels whose second half names no key are meant so */
   wxMenuBar* pMenuBar = new wxMenuBar;
   const int  NumRows  = (int)(sizeof(_aMenu) / sizeof(_aMenu[0]));
   int        i        = 0;

@@ -10,6 +10,9 @@
 class wxMenuBar;
 
 wxMenuBar* MENU_Create(void);
+/* Once the bar is in its window: shows labels whose second half names
+ * no key (such as "BW \t(1 BPP)") whole, which the toolkit would cut. */
+void       MENU_ShowLabels(wxMenuBar* pMenuBar);
 /* The wxWidgets id of a command number, and back; 0 when there is none. */
 int        MENU_GetWxId(unsigned Command);
 unsigned   MENU_GetCommand(int WxId);
