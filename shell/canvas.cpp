@@ -1,9 +1,10 @@
 /*
  * Canvas and info panel.
  *
- * The picture is converted to RGB rows once after every change (the cache
- * that CANVAS_ClearCache drops) and scaled only where it can be seen, so
- * that a large picture repaints quickly at any zoom.
+ * Only the part of the picture that can be seen is converted and scaled,
+ * and the result is kept for the next paint until the image, the zoom or
+ * the window's size change (CANVAS_ClearCache drops it), so that a large
+ * picture repaints quickly at any zoom.
  */
 #include "canvas.h"
 
@@ -18,15 +19,14 @@
 #include <wx/bitmap.h>
 #include <wx/dc.h>
 #include <wx/image.h>
+#include <wx/rawbmp.h>
 #include <wx/settings.h>
 
 #include "../commands/workspace.h"
 
-/* The converted picture: RGB, top row first, as wxImage holds it. */
-static std::vector<unsigned char> _aRGB;
-static const IMAGE*               _pRGBImage;
-static int                        _RGBXSize, _RGBYSize;
-static bool                       _IsRGBValid;
+/* The image being drawn, and its palette as RGB triples. */
+static const IMAGE*  _pSource;
+static unsigned char _aPalette[256 * 3];
 
 /* The last scaled part, reused while nothing that shapes it changes. */
 static wxBitmap    _ScaledBitmap;
@@ -70,54 +70,41 @@ void CANVAS_GetStripEntry(int i, int NumColors, int StripX, int StripWidth, int*
 }
 
 /*********************************************************************
-*  The converted picture
+*  Source rows, converted to RGB where they are needed
 */
 void CANVAS_ClearCache(void) {
-  _IsRGBValid    = false;
   _IsScaledValid = false;
-  _pRGBImage     = NULL;
-  _aRGB.clear();
-  _aRGB.shrink_to_fit();
 }
 
-static void _ConvertToRGB(const IMAGE* pImage) {
-  if (_IsRGBValid && _pRGBImage == pImage && _RGBXSize == pImage->XSize && _RGBYSize == pImage->YSize) {
-    return;
+static void _BeginSource(const IMAGE* pImage) {
+  _pSource = pImage;
+  memset(_aPalette, 0, sizeof(_aPalette));   /* an index past the palette shows black */
+  const U8* pEntry = pImage->pInfo + 40;
+  for (int i = 0; i < pImage->NumColors && i < 256; i++, pEntry += 4) {
+    _aPalette[3 * i]     = pEntry[2];
+    _aPalette[3 * i + 1] = pEntry[1];
+    _aPalette[3 * i + 2] = pEntry[0];
   }
-  _IsScaledValid = false;
-  int XSize = pImage->XSize;
-  int YSize = pImage->YSize;
-  _aRGB.assign((size_t)XSize * (size_t)YSize * 3, 0);
-  const U8* pPalette = pImage->pInfo + 40;
-  for (int y = 0; y < YSize; y++) {
-    const U8*      pRow = pImage->pData + (size_t)(YSize - 1 - y) * (size_t)pImage->BytesPerLine;
-    unsigned char* pOut = &_aRGB[(size_t)y * (size_t)XSize * 3];
-    if (pImage->NumColors) {
-      for (int x = 0; x < XSize; x++) {
-        int Index = pRow[x];
-        if (Index < pImage->NumColors) {
-          const U8* pEntry = pPalette + 4 * Index;
-          pOut[0] = pEntry[2];
-          pOut[1] = pEntry[1];
-          pOut[2] = pEntry[0];
-        } else {
-          pOut[0] = pOut[1] = pOut[2] = 0;   /* an index past the palette shows black */
-        }
-        pOut += 3;
-      }
-    } else {
-      for (int x = 0; x < XSize; x++) {
-        pOut[0] = pRow[3 * x + 2];
-        pOut[1] = pRow[3 * x + 1];
-        pOut[2] = pRow[3 * x];
-        pOut += 3;
-      }
+}
+
+/* Columns x0 to x1 - 1 of row y (0 the top) as RGB into pOut. */
+static void _GetSourceRow(int y, int x0, int x1, unsigned char* pOut) {
+  const IMAGE* p    = _pSource;
+  const U8*    pRow = p->pData + (size_t)(p->YSize - 1 - y) * (size_t)p->BytesPerLine;
+  if (p->NumColors) {
+    for (int x = x0; x < x1; x++, pOut += 3) {
+      const unsigned char* pColor = &_aPalette[3 * pRow[x]];
+      pOut[0] = pColor[0];
+      pOut[1] = pColor[1];
+      pOut[2] = pColor[2];
+    }
+  } else {
+    for (int x = x0; x < x1; x++, pOut += 3) {
+      pOut[0] = pRow[3 * x + 2];
+      pOut[1] = pRow[3 * x + 1];
+      pOut[2] = pRow[3 * x];
     }
   }
-  _pRGBImage  = pImage;
-  _RGBXSize   = XSize;
-  _RGBYSize   = YSize;
-  _IsRGBValid = true;
 }
 
 /*********************************************************************
@@ -158,13 +145,23 @@ static void _ScaleNearest(unsigned char* pOut, const CANVAS_RECT& Vis, const CAN
   std::vector<int> aX, aY;
   _MapNearest(aX, Vis.Left, VW, Dest.Left, Dest.Right - Dest.Left + 1, Src.Left, Src.Right - Src.Left + 1);
   _MapNearest(aY, Vis.Top, VH, Dest.Top, Dest.Bottom - Dest.Top + 1, Src.Top, Src.Bottom - Src.Top + 1);
+  /* The source columns in view, converted once per source row. */
+  int x0 = aX[0], x1 = aX[(size_t)VW - 1] + 1;
+  std::vector<unsigned char> aRow((size_t)(x1 - x0) * 3);
+  int RowY = -1;
   for (int y = 0; y < VH; y++) {
-    const unsigned char* pRow = &_aRGB[(size_t)aY[(size_t)y] * (size_t)_RGBXSize * 3];
+    unsigned char* pLine = pOut + (size_t)y * (size_t)VW * 3;
+    if (aY[(size_t)y] == RowY) {
+      memcpy(pLine, pLine - (size_t)VW * 3, (size_t)VW * 3);   /* the same source row again */
+      continue;
+    }
+    RowY = aY[(size_t)y];
+    _GetSourceRow(RowY, x0, x1, aRow.data());
     for (int x = 0; x < VW; x++) {
-      const unsigned char* p = pRow + (size_t)aX[(size_t)x] * 3;
-      *pOut++ = p[0];
-      *pOut++ = p[1];
-      *pOut++ = p[2];
+      const unsigned char* p = &aRow[(size_t)(aX[(size_t)x] - x0) * 3];
+      *pLine++ = p[0];
+      *pLine++ = p[1];
+      *pLine++ = p[2];
     }
   }
 }
@@ -177,21 +174,34 @@ static void _ScaleSmooth(unsigned char* pOut, const CANVAS_RECT& Vis, const CANV
   _MapSpan(aX0, aX1, Vis.Left, VW, Dest.Left, Dest.Right - Dest.Left + 1, Src.Left, Src.Right - Src.Left + 1);
   _MapSpan(aY0, aY1, Vis.Top, VH, Dest.Top, Dest.Bottom - Dest.Top + 1, Src.Top, Src.Bottom - Src.Top + 1);
   std::vector<unsigned> aSum((size_t)VW * 3);
+  const IMAGE* pImage = _pSource;
   for (int y = 0; y < VH; y++) {
     std::fill(aSum.begin(), aSum.end(), 0u);
     for (int sy = aY0[(size_t)y]; sy < aY1[(size_t)y]; sy++) {
-      const unsigned char* pRow = &_aRGB[(size_t)sy * (size_t)_RGBXSize * 3];
-      for (int x = 0; x < VW; x++) {
+      /* Straight from the stored row: no copy of the picture is made. */
+      const U8* pRow = pImage->pData + (size_t)(pImage->YSize - 1 - sy) * (size_t)pImage->BytesPerLine;
+      unsigned* pSum = aSum.data();
+      for (int x = 0; x < VW; x++, pSum += 3) {
         unsigned r = 0, g = 0, b = 0;
-        for (int sx = aX0[(size_t)x]; sx < aX1[(size_t)x]; sx++) {
-          const unsigned char* p = pRow + (size_t)sx * 3;
-          r += p[0];
-          g += p[1];
-          b += p[2];
+        int      sx1 = aX1[(size_t)x];
+        if (pImage->NumColors) {
+          for (int sx = aX0[(size_t)x]; sx < sx1; sx++) {
+            const unsigned char* p = &_aPalette[3 * pRow[sx]];
+            r += p[0];
+            g += p[1];
+            b += p[2];
+          }
+        } else {
+          for (int sx = aX0[(size_t)x]; sx < sx1; sx++) {
+            const U8* p = pRow + 3 * sx;
+            r += p[2];
+            g += p[1];
+            b += p[0];
+          }
         }
-        aSum[(size_t)x * 3]     += r;
-        aSum[(size_t)x * 3 + 1] += g;
-        aSum[(size_t)x * 3 + 2] += b;
+        pSum[0] += r;
+        pSum[1] += g;
+        pSum[2] += b;
       }
     }
     unsigned NumRows = (unsigned)(aY1[(size_t)y] - aY0[(size_t)y]);
@@ -202,6 +212,28 @@ static void _ScaleSmooth(unsigned char* pOut, const CANVAS_RECT& Vis, const CANV
       }
     }
   }
+}
+
+/* A bitmap of the RGB rows, written in place where the toolkit allows,
+ * which spares the conversion from an image. */
+static wxBitmap _MakeBitmap(const unsigned char* pRGB, int Width, int Height) {
+  wxBitmap Bitmap(Width, Height, 24);
+  wxNativePixelData Data(Bitmap);
+  if (!Data) {
+    wxImage Image(Width, Height, (unsigned char*)pRGB, true);
+    return wxBitmap(Image);
+  }
+  wxNativePixelData::Iterator Row(Data);
+  for (int y = 0; y < Height; y++) {
+    wxNativePixelData::Iterator p = Row;
+    for (int x = 0; x < Width; x++, ++p, pRGB += 3) {
+      p.Red()   = pRGB[0];
+      p.Green() = pRGB[1];
+      p.Blue()  = pRGB[2];
+    }
+    Row.OffsetY(Data, 1);
+  }
+  return Bitmap;
 }
 
 void IMAGE_Draw(const IMAGE* pImage, wxDC& dc, const CANVAS_RECT* pDest, const CANVAS_RECT* pSrc, int Width, int Height) {
@@ -221,7 +253,7 @@ void IMAGE_Draw(const IMAGE* pImage, wxDC& dc, const CANVAS_RECT* pDest, const C
   if (Vis.Right < Vis.Left || Vis.Bottom < Vis.Top) {
     return;
   }
-  _ConvertToRGB(pImage);
+  _BeginSource(pImage);
   if (!(_IsScaledValid && _IsSameRect(Dest, _ScaledDest) && _IsSameRect(Src, _ScaledSrc) && _IsSameRect(Vis, _ScaledVisible))) {
     int VW = Vis.Right - Vis.Left + 1, VH = Vis.Bottom - Vis.Top + 1;
     unsigned char* pOut = (unsigned char*)malloc((size_t)VW * (size_t)VH * 3);
@@ -235,8 +267,8 @@ void IMAGE_Draw(const IMAGE* pImage, wxDC& dc, const CANVAS_RECT* pDest, const C
       /* Enlarging, or 1:1, where the nearest pixel is the pixel itself. */
       _ScaleNearest(pOut, Vis, Dest, Src);
     }
-    wxImage Image(VW, VH, pOut);   /* takes the block */
-    _ScaledBitmap  = wxBitmap(Image);
+    _ScaledBitmap = _MakeBitmap(pOut, VW, VH);
+    free(pOut);
     _ScaledDest    = Dest;
     _ScaledSrc     = Src;
     _ScaledVisible = Vis;
