@@ -206,7 +206,8 @@ static int _MessageBox(const char* sText, const char* sTitle, int Icon, int Butt
   if (_IsUnattended || CMDLINE_IsExitQueued()) {
     /* The run ends by itself: the box shows, and the next tick answers
      * it as nobody would be there to. */
-    wxGenericMessageDialog Box(pParent, sText2, sCaption, Style);
+    /* This box draws its icon itself, and knows of no "no icon". */
+    wxGenericMessageDialog Box(pParent, sText2, sCaption, Style & ~(long)wxICON_NONE);
     wxDialog* pPrevious = _pOpenBox;
     int       PrevDefault = _OpenBoxDefault;
     _pOpenBox = &Box;
