@@ -60,15 +60,20 @@ wxDialog* ABOUT_Create(wxWindow* pParent) {
   snprintf(ac, sizeof(ac), "About %s", MAIN_GetAppName());
   wxDialog* pDlg = new wxDialog(pParent, wxID_ANY, _ToWx(ac), wxDefaultPosition, wxDefaultSize,
                                 wxCAPTION | wxSYSTEM_MENU | wxCLOSE_BOX);
-  /* Dialog units of the box's own font, as the layout was made in them. */
+  /* A small font, as the layout was made for one; positions are in
+   * dialog units of that font. */
+  pDlg->SetFont(wxFontInfo(8).Family(wxFONTFAMILY_SWISS));
   auto Rect = [pDlg](int x, int y, int w, int h) {
     return wxRect(pDlg->ConvertDialogToPixels(wxPoint(x, y)), pDlg->ConvertDialogToPixels(wxSize(w, h)));
   };
   wxRect r = Rect(7, 50, 150, 10);
   new wxStaticText(pDlg, 1003, _ToWx(MAIN_GetAppName()), r.GetPosition(), r.GetSize());
-  r = Rect(7, 73, 174, 66);
+  r = Rect(7, 73, 174, 92);
   new wxStaticBox(pDlg, wxID_ANY, "", r.GetPosition(), r.GetSize());
-  r = Rect(22, 86, 142, 49);
+  /* The notice takes the whole inside of its group box: the toolkit's
+   * fonts run wider than the ones the box was laid out for, so box and
+   * dialog are taller too. */
+  r = Rect(10, 80, 168, 82);
   new wxStaticText(pDlg, 1004, _ToWx(MAIN_GetNotice()), r.GetPosition(), r.GetSize(),
                    wxALIGN_CENTRE_HORIZONTAL | wxST_NO_AUTORESIZE);
   r = Rect(138, 18, 43, 14);
@@ -81,7 +86,7 @@ wxDialog* ABOUT_Create(wxWindow* pParent) {
   r = Rect(7, 59, 174, 8);
   snprintf(ac, sizeof(ac), "Version: %s", MAIN_GetVersion());
   new wxStaticText(pDlg, 1002, _ToWx(ac), r.GetPosition(), r.GetSize());
-  pDlg->SetClientSize(pDlg->ConvertDialogToPixels(wxSize(188, 147)));
+  pDlg->SetClientSize(pDlg->ConvertDialogToPixels(wxSize(188, 173)));
   /* Escape closes the box as OK does. */
   pDlg->SetEscapeId(wxID_OK);
   pOK->SetFocus();
