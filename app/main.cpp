@@ -8,6 +8,7 @@
 
 #include "../commands/cmdline.h"
 #include "../commands/dispatch.h"
+#include "../commands/recent.h"
 #include "../commands/workspace.h"
 #include "../core/image.h"
 #include "../core/msg.h"
@@ -75,6 +76,7 @@ void MAIN_InitApp(void) {
   IMAGE_SetHooks(MSG_Status, MSG_Error, _acVersion);
   MAIN_ConnectLayers();
   CMDLINE_Init("Zelmar", "Zelmar.log", MAIN_CMD_EXIT, _ExecCommand);
+  RECENT_Init("Recent File List", 8, 0x0500);
   Zoom = 20;
 }
 

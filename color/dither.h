@@ -7,7 +7,7 @@
 #ifndef ZELMAR_COLOR_DITHER_H
 #define ZELMAR_COLOR_DITHER_H
 
-#include "palette.h"
+#include "colortypes.h"
 
 /* Dithering is off at start; the switch holds for all conversions that
  * follow. */

@@ -7,11 +7,7 @@
 #define ZELMAR_COLOR_PALETTE_H
 
 #include "../core/image.h"
-
-typedef struct {
-  I32  NumColors;   /* 1 to 256 */
-  U32* pColors;     /* 0x00BBGGRR, index order */
-} PALETTE;
+#include "colortypes.h"
 
 /* All conversions free pBitmapOrg and give a new image; a null
  * pBitmapOrg is reported and gives null. When the new image cannot be

@@ -14,6 +14,7 @@
 #include "../geometry/geometry.h"
 #include "../platform/plat.h"
 #include "colorcmd.h"
+#include "recent.h"
 #include "saveas.h"
 #include "workspace.h"
 
@@ -188,6 +189,11 @@ static const COMMAND _aCommand[] = {
 void OnCommand(unsigned Id, long lParam) {
   (void)lParam;
   Id &= 0xFFFF;
+  unsigned FirstRecent = RECENT_GetFirstCommand();
+  if (FirstRecent && Id >= FirstRecent && Id < FirstRecent + (unsigned)RECENT_GetNumFiles()) {
+    OnFileOpen(RECENT_GetFile((int)(Id - FirstRecent)));
+    return;
+  }
   for (const COMMAND& Cmd : _aCommand) {
     if (Cmd.Id == Id) {
       Cmd.pfHandler();

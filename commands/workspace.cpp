@@ -10,6 +10,7 @@
 
 #include "../input/loader.h"
 #include "../platform/plat.h"
+#include "recent.h"
 
 IMAGE* pBitmapCurrent;
 IMAGE* aUndo[NUM_UNDO];
@@ -118,6 +119,7 @@ IMAGE* OnFileOpen(const char* sPath) {
     IMAGE_Free(pBitmapCurrent);
     pBitmapCurrent = pImage;
     CANVAS_Refresh();
+    RECENT_Add(sPath);
     if (_pfSetTitle) {
       _pfSetTitle(sPath);
     }

@@ -107,6 +107,9 @@ static const PLAT_FRONTEND _FrontEnd = {
   _ShowAbout,
   NULL,            /* no dialogs: nobody to ask */
   NULL,
+  NULL,            /* no menu */
+  NULL,            /* nothing kept between runs: a build machine stays as it was */
+  NULL,
 };
 
 int CONSOLE_Run(int argc, char** argv) {

@@ -93,6 +93,20 @@ void PLAT_SetStatusText(const char* sText);
 /* The About box, modal. */
 void PLAT_ShowAbout(void);
 
+/* The menu shows lists kept by the program (the recent files): they
+ * have changed, and the menu is to be built anew from them. */
+void PLAT_UpdateMenu(void);
+
+/*********************************************************************
+*  A small store of named texts that lives from one run to the next,
+*  kept per user. Without a front end that has one nothing is kept.
+*/
+/* Reads the value sName of group sGroup into pBuffer (at most MaxLen
+ * characters and the end mark). Gives 1 when the value is there and fits,
+ * else 0 with an empty buffer. */
+int  PLAT_LoadSetting(const char* sGroup, const char* sName, char* pBuffer, int MaxLen);
+void PLAT_SaveSetting(const char* sGroup, const char* sName, const char* sValue);
+
 /*********************************************************************
 *  Dialogs. Without a front end that has them they answer "cancelled".
 */
@@ -128,6 +142,9 @@ typedef struct {
                            const PLAT_FILTER* aFilter, int NumFilters, int FilterIndex);
   int  (*pfChooseFromList)(const char* sTitle, const char* sPrompt,
                            const char* const* asItem, int NumItems, int InitialSel);
+  void (*pfUpdateMenu)(void);
+  int  (*pfLoadSetting)(const char* sGroup, const char* sName, char* pBuffer, int MaxLen);
+  void (*pfSaveSetting)(const char* sGroup, const char* sName, const char* sValue);
 } PLAT_FRONTEND;
 
 /* Registers the front end. The table must live as long as the program.

@@ -76,3 +76,25 @@ int PLAT_ChooseFromList(const char* sTitle, const char* sPrompt,
   }
   return -1;
 }
+
+void PLAT_UpdateMenu(void) {
+  if (_pFrontEnd && _pFrontEnd->pfUpdateMenu) {
+    _pFrontEnd->pfUpdateMenu();
+  }
+}
+
+int PLAT_LoadSetting(const char* sGroup, const char* sName, char* pBuffer, int MaxLen) {
+  if (MaxLen >= 0) {
+    pBuffer[0] = 0;
+  }
+  if (_pFrontEnd && _pFrontEnd->pfLoadSetting) {
+    return _pFrontEnd->pfLoadSetting(sGroup, sName, pBuffer, MaxLen);
+  }
+  return 0;
+}
+
+void PLAT_SaveSetting(const char* sGroup, const char* sName, const char* sValue) {
+  if (_pFrontEnd && _pFrontEnd->pfSaveSetting) {
+    _pFrontEnd->pfSaveSetting(sGroup, sName, sValue);
+  }
+}

@@ -3,6 +3,8 @@
 # are missing. Needs root (or sudo) only when something is to be installed.
 set -euo pipefail
 packages=(cmake make g++ libgtest-dev libgif-dev)
+# The desktop front end, and a display of its own for its tests.
+packages+=(libwxgtk3.2-dev xvfb xauth xdotool openbox imagemagick python3)
 missing=()
 for p in "${packages[@]}"; do
   dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")

@@ -5,6 +5,9 @@ set -euo pipefail
 top=$(cd "$(dirname "$0")/.." && pwd)
 bash "$top/scripts/deps.sh"
 jobs=$(nproc)
+# With a display the program opens its window; the tests of the command
+# line want the console, and the window's tests bring their own display.
+unset DISPLAY WAYLAND_DISPLAY
 for variant in normal asan; do
   dir="$top/build"
   flags=()

@@ -1,0 +1,13 @@
+/*
+ * The desktop front end: the main window with menu, keys, canvas, status
+ * bar and About box, on wxWidgets.
+ */
+#ifndef ZELMAR_SHELL_SHELL_H
+#define ZELMAR_SHELL_SHELL_H
+
+/* Runs the whole program in a window. Gives 0 when no display can be
+ * opened (nothing has run then); else 1, with the exit code in
+ * *pExitCode. */
+int SHELL_Run(int argc, char** argv, int* pExitCode);
+
+#endif

@@ -1,0 +1,330 @@
+/*
+ * The desktop front end, run in this process on a display of its own:
+ * the main window as the program starts it, its menu and item states,
+ * the canvas painted into a bitmap and read back pixel by pixel, the
+ * status bar and the recent file list on a temporary store.
+ */
+#include <gtest/gtest.h>
+
+#include <stdio.h>
+#include <stdlib.h>
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include <wx/app.h>
+#include <wx/dcmemory.h>
+#include <wx/frame.h>
+#include <wx/image.h>
+#include <wx/menu.h>
+#include <wx/settings.h>
+#include <wx/statusbr.h>
+
+#include "app/main.h"
+#include "commands/recent.h"
+#include "commands/workspace.h"
+#include "core/msg.h"
+#include "shell/canvas.h"
+#include "shell/frame.h"
+#include "shell/menu.h"
+#include "shell/status.h"
+#include "shell/store.h"
+
+namespace fs = std::filesystem;
+
+static wxFrame*    _pFrame;
+static std::string _sConfigDir;
+
+static std::string _Str(const wxString& s) { return std::string(s.utf8_str()); }
+
+/* "label|-|popup{...}" for a menu, labels as the items hold them. */
+static std::string _Outline(wxMenu* pMenu) {
+  std::string s;
+  for (size_t i = 0; i < pMenu->GetMenuItemCount(); i++) {
+    wxMenuItem* pItem = pMenu->FindItemByPosition(i);
+    s += i ? "|" : "";
+    s += pItem->IsSeparator() ? "-" : _Str(pItem->GetItemLabel());
+    if (pItem->GetSubMenu()) {
+      s += "{" + _Outline(pItem->GetSubMenu()) + "}";
+    }
+  }
+  return s;
+}
+
+/* The commands whose menu items are enabled right after the menu opened. */
+static std::string _EnabledItems(void) {
+  wxMenuBar* pBar = _pFrame->GetMenuBar();
+  MENU_UpdateState(pBar);
+  std::string s;
+  for (unsigned Command = 0x0500; Command <= 0xE141; Command++) {
+    int Id = MENU_GetWxId(Command);
+    wxMenuItem* pItem = Id ? pBar->FindItem(Id) : nullptr;
+    if (pItem && pItem->IsEnabled()) {
+      char ac[8];
+      snprintf(ac, sizeof(ac), "%s%X", s.empty() ? "" : " ", Command);
+      s += ac;
+    }
+  }
+  return s;
+}
+
+/* A 24-bit Windows Bitmap of one colour. */
+static void _WriteBMP(const std::string& sPath, int XSize, int YSize) {
+  int Stride = (3 * XSize + 3) / 4 * 4;
+  std::string s = "BM";
+  auto Put = [&s](unsigned v, int n) { for (int i = 0; i < n; i++) s += (char)(v >> (8 * i)); };
+  Put(54 + (unsigned)(Stride * YSize), 4); Put(0, 4); Put(54, 4);
+  Put(40, 4); Put(XSize, 4); Put(YSize, 4); Put(1, 2); Put(24, 2); Put(0, 4);
+  Put((unsigned)(Stride * YSize), 4); Put(0, 4); Put(0, 4); Put(0, 4); Put(0, 4);
+  s += std::string((size_t)(Stride * YSize), '\x60');
+  std::ofstream(sPath, std::ios::binary) << s;
+}
+
+/* The current image, painted at Zoom into a 500 x 300 client area. */
+struct PaintedCanvas {
+  wxImage Pixels;
+  int     H = 0, ValueX = 0, ImageY = 0;
+  PaintedCanvas(IMAGE* pImage, int NewZoom) {
+    IMAGE_Free(pBitmapCurrent);
+    pBitmapCurrent = pImage;
+    Zoom = NewZoom;
+    CANVAS_ClearCache();
+    wxBitmap Bitmap(500, 300, 24);
+    wxMemoryDC dc(Bitmap);
+    CANVAS_Paint(dc, 500, 300);
+    wxCoord w, h;
+    dc.GetTextExtent("Resolution:", &w, &h);
+    H = (int)h;
+    ValueX = (int)w + 17;
+    ImageY = 10 + 4 * H;
+    dc.SelectObject(wxNullBitmap);
+    Pixels = Bitmap.ConvertToImage();
+  }
+  unsigned At(int x, int y) const {
+    return (unsigned)Pixels.GetRed(x, y) | (unsigned)Pixels.GetGreen(x, y) << 8 | (unsigned)Pixels.GetBlue(x, y) << 16;
+  }
+  bool IsDark(int x, int y) const { return Pixels.GetRed(x, y) < 64 && Pixels.GetGreen(x, y) < 64 && Pixels.GetBlue(x, y) < 64; }
+  bool IsBack(int x, int y) const {
+    wxColour c = wxSystemSettings::GetColour(wxSYS_COLOUR_WINDOW);
+    return Pixels.GetRed(x, y) == c.Red() && Pixels.GetGreen(x, y) == c.Green() && Pixels.GetBlue(x, y) == c.Blue();
+  }
+};
+
+/* An image of one palette colour (0x00BBGGRR), or of two in a pattern. */
+static IMAGE* _MakeImage(int XSize, int YSize, unsigned Color0, unsigned Color1 = 0, int Pattern = 0) {
+  IMAGE* p = IMAGE_Create(XSize, YSize, Pattern ? 2 : 1);
+  IMAGE_SetColor(p, 0, Color0);
+  if (Pattern) {
+    IMAGE_SetColor(p, 1, Color1);
+    for (int y = 0; y < YSize; y++)
+      for (int x = 0; x < XSize; x++)
+        IMAGE_SetPixel(p, x, y, (unsigned)((x + y * (Pattern == 2)) & 1));
+  }
+  return p;
+}
+
+class ShellTest : public ::testing::Test {
+protected:
+  void SetUp() override { WORKSPACE_Reset(); CANVAS_ClearCache(); }
+};
+
+TEST_F(ShellTest, StartsWithNoFileNoBitmapAndReady) {
+  EXPECT_EQ(_Str(_pFrame->GetTitle()), "Omrak-Zelmar V3.96 - No file");
+  /* An empty status text while none was sent sends nothing: Ready stays. */
+  int NumSent = STATUS_GetNumSent();
+  MSG_Status("");
+  EXPECT_EQ(STATUS_GetNumSent(), NumSent);
+  EXPECT_EQ(_Str(_pFrame->GetStatusBar()->GetStatusText()), "Ready");
+  PaintedCanvas c(nullptr, 20);
+  bool IsTextThere = false;
+  for (int y = 0; y < c.H; y++)
+    for (int x = 0; x < 60; x++) IsTextThere |= c.IsDark(x, y);
+  EXPECT_TRUE(IsTextThere);
+  for (int y = c.H + 2; y < 300; y += 7)
+    for (int x = 0; x < 500; x += 3) ASSERT_TRUE(c.IsBack(x, y)) << x << "," << y;
+}
+
+TEST_F(ShellTest, MenuOrderWithEmptyRecentList) {
+  wxMenuBar* pBar = _pFrame->GetMenuBar();
+  std::string sTop;
+  for (size_t i = 0; i < pBar->GetMenuCount(); i++) sTop += _Str(pBar->GetMenuLabel(i)) + "|";
+  EXPECT_EQ(sTop, "&File|&Edit|&View|&Image|&Help|");
+  /* No recent file: the placeholder is gone, the separators meet. */
+  EXPECT_EQ(_Outline(pBar->GetMenu(0)), "&Open...\tCtrl+O|Save &As ...|-|-|E&xit");
+  /* The toolkit keeps of "BW \t(1 BPP)" the half before the tab, since
+   * the rest names no key; the menu shows the whole text. */
+  EXPECT_EQ(_Outline(pBar->GetMenu(3)),
+            "&Transparency...|&Convert Into{BW |Gray4 |Gray16 |Gray64|Gray256|3 bit Color 111|6 bit Color 222|"
+            "8 bit Color 233|8 bit Color 323|8 bit Color 332|8 bit Color 8666|16 bit Color 555|16 bit Color 655|"
+            "16 bit Color 565|16 bit Color 556|-|RGB|Best palette|-|Custom palette...}|"
+            "&Flip{Horizontally|Vertically}|&Rotate{90\xC2\xB0 CW|90\xC2\xB0 CCW|180\xC2\xB0}|"
+            "&Invert{Indices|Colors}|&Shrink{Shrink to 50%}|Info");
+  EXPECT_EQ(_Outline(pBar->GetMenu(1)) + "|" + _Outline(pBar->GetMenu(2)) + "|" + _Outline(pBar->GetMenu(4)),
+            "&Undo\tCtrl-Z|&Copy\tCtrl-C|&Paste\tCtrl-V|Zoom In\t+|Zoom Out\t-|&About Zelmar...");
+  /* Every command number survives the trip through the toolkit's ids. */
+  for (unsigned Command : {0x0507u, 0x8007u, 0x8025u, 0xE101u, 0xE141u}) {
+    EXPECT_LT(MENU_GetWxId(Command), 0x7FFF);
+    EXPECT_EQ(MENU_GetCommand(MENU_GetWxId(Command)), Command);
+  }
+}
+
+TEST_F(ShellTest, ItemStatesAndKeysFollowTheWorkspace) {
+  std::string sFile = _sConfigDir + "/pic.bmp";
+  _WriteBMP(sFile, 30, 20);
+  /* Paste waits for a picture on the clipboard, which has none here. */
+  EXPECT_EQ(_EnabledItems(), "E101 E140 E141");
+  FRAME_Command(MENU_GetCharCommand('+', 0));   /* a key of a disabled item */
+  EXPECT_EQ(Zoom, 20);
+  ASSERT_NE(OnFileOpen(sFile.c_str()), nullptr);
+  EXPECT_EQ(_Str(_pFrame->GetTitle()), "Omrak-Zelmar V3.96 - " + sFile);
+  std::string sImage = "8007 8008 8009 800A 800B 800C 800D 800E 800F 8010 8011 8012 8013 8014 8015 8016 8017 "
+                       "8018 8019 801A 801B 801C 801D 801E 801F 8020 8021 8022 8023 8025 ";
+  /* The first file leaves no snapshot: Undo stays disabled. */
+  EXPECT_EQ(_EnabledItems(), "500 " + sImage + "E101 E104 E122 E140 E141");
+  FRAME_Command(MENU_GetKeyCommand(WXK_UP, wxMOD_NONE));
+  FRAME_Command(MENU_GetCharCommand('+', wxMOD_SHIFT));
+  EXPECT_EQ(Zoom, 22);
+  FRAME_Command(MENU_GetKeyCommand(WXK_DOWN, wxMOD_NONE));
+  EXPECT_EQ(Zoom, 21);
+  EXPECT_EQ(MENU_GetKeyCommand('Z', wxMOD_CONTROL | wxMOD_SHIFT), 0u);
+  FRAME_Command(0x801A);   /* rotate: 20 x 30, and a snapshot */
+  EXPECT_EQ(pBitmapCurrent->XSize, 20);
+  EXPECT_TRUE(_EnabledItems().find("E12B") != std::string::npos);
+  FRAME_Command(MENU_GetKeyCommand(WXK_BACK, wxMOD_ALT));
+  EXPECT_EQ(pBitmapCurrent->XSize, 30);
+  EXPECT_TRUE(_EnabledItems().find("E12B") == std::string::npos);
+}
+
+TEST_F(ShellTest, ImageSizesAtTheZoomEdges) {
+  EXPECT_EQ(CANVAS_GetSizeTerm(100, 7), 68);    /* 0.69999999 * 100 - 1 */
+  EXPECT_EQ(CANVAS_GetSizeTerm(5, 1), 0);       /* -0.5 truncated */
+  EXPECT_EQ(CANVAS_GetSizeTerm(100, 20), 199);
+  const unsigned Red = 0x0000FF;
+  struct { int XSize, Zoom, Right; } aCase[] = { { 100, 7, 78 }, { 5, 1, 10 }, { 100, 20, 209 }, { 100, 10, 109 } };
+  for (auto& Case : aCase) {
+    PaintedCanvas c(_MakeImage(Case.XSize, 5, Red), Case.Zoom);
+    int y = c.ImageY;
+    EXPECT_TRUE(c.IsDark(8, y) && c.IsBack(9, y)) << Case.Zoom;
+    EXPECT_EQ(c.At(10, y), Red);
+    EXPECT_EQ(c.At(Case.Right, y), Red) << Case.Zoom;
+    EXPECT_TRUE(c.IsBack(Case.Right + 1, y)) << Case.Zoom;
+    EXPECT_TRUE(c.IsDark(Case.Right + 2, y) && c.IsBack(Case.Right + 3, y)) << Case.Zoom;
+    EXPECT_TRUE(c.IsDark(Case.Right, y - 2) && c.IsBack(Case.Right, y - 1)) << Case.Zoom;
+  }
+}
+
+TEST_F(ShellTest, OneToOneCopyBlocksWhenEnlargingSmoothWhenShrinking) {
+  const unsigned Black = 0, White = 0xFFFFFF;
+  {
+    PaintedCanvas c(_MakeImage(40, 40, Black, White, 2), 10);
+    for (int y = 0; y < 40; y += 3)
+      for (int x = 0; x < 40; x += 1) ASSERT_EQ(c.At(10 + x, c.ImageY + y), ((x + y) & 1) ? White : Black);
+  }
+  {
+    PaintedCanvas c(_MakeImage(40, 40, Black, White, 1), 40);   /* columns 4 pixels wide */
+    for (int x = 0; x < 16; x++) ASSERT_EQ(c.At(10 + x, c.ImageY + 7), ((x / 4) & 1) ? White : Black) << x;
+  }
+  {
+    PaintedCanvas c(_MakeImage(40, 40, Black, White, 2), 5);
+    for (int x = 0; x < 19; x++) {
+      unsigned v = c.At(10 + x, c.ImageY + 3) & 0xFF;
+      ASSERT_TRUE(v > 90 && v < 170) << x << ": " << v;
+    }
+  }
+}
+
+TEST_F(ShellTest, PanelStripAndTransparencySwatch) {
+  const unsigned Blue = 0xFF0000, Green = 0x00FF00;
+  IMAGE* p = _MakeImage(10, 10, Blue, Green, 1);
+  p->HasTrans = 1;
+  PaintedCanvas c(p, 20);
+  int yStrip = 5 + c.H + c.H / 2;
+  EXPECT_EQ(c.At(c.ValueX + 40, yStrip), Blue);
+  EXPECT_EQ(c.At(500 - 11, yStrip), Green);
+  EXPECT_TRUE(c.IsBack(500 - 10, yStrip));
+  EXPECT_TRUE(c.IsBack(c.ValueX + 40, 5 + 2 * c.H - 1));   /* the bottom row is left out */
+  EXPECT_EQ(c.At(499, 5 + 3 * c.H + c.H / 2), Blue);       /* the swatch runs to the edge */
+  PaintedCanvas Rgb(IMAGE_Create(10, 10, 0), 20);
+  EXPECT_TRUE(Rgb.IsBack(499, yStrip));
+}
+
+TEST_F(ShellTest, StatusTextGoesOutOnceAndMenuHelpBlanksOnClose) {
+  int NumSent = STATUS_GetNumSent();
+  MSG_Status("Converting image, line 1/2");
+  MSG_Status("Converting image, line 1/2");
+  EXPECT_EQ(STATUS_GetNumSent(), NumSent + 1);
+  EXPECT_EQ(_Str(_pFrame->GetStatusBar()->GetStatusText()), "Converting image, line 1/2");
+  OnMenuSelect(0x8007);
+  EXPECT_EQ(_Str(_pFrame->GetStatusBar()->GetStatusText()), "Magnifies Bitmap");
+  OnMenuSelect(0x800A);   /* an item without help */
+  EXPECT_EQ(_Str(_pFrame->GetStatusBar()->GetStatusText()), "");
+  OnMenuSelect(0xE101);
+  OnMenuSelect(0);        /* the menu closed */
+  EXPECT_EQ(_Str(_pFrame->GetStatusBar()->GetStatusText()), "");
+}
+
+static std::string _RecentLabels(void) {
+  wxMenu* pFile = _pFrame->GetMenuBar()->GetMenu(0);
+  std::string s;
+  for (size_t i = 3; !pFile->FindItemByPosition(i)->IsSeparator(); i++) s += _Str(pFile->FindItemByPosition(i)->GetItemLabel()) + "|";
+  return s;
+}
+
+TEST_F(ShellTest, RecentFilesKeepTheirPlaceFallOutAtNineAndComeBack) {
+  std::string d = _sConfigDir + "/r";
+  fs::create_directories(d);
+  for (const char* s : {"a", "b", "c", "d", "e", "f", "g", "h", "i", "A"}) _WriteBMP(d + "/" + s + ".bmp", 4, 4);
+  STORE_Close();
+  fs::remove_all(_sConfigDir + "/Zelmar");
+  RECENT_Init("Recent File List", 8, 0x0500);
+  EXPECT_EQ(_RecentLabels(), "");
+  for (const char* s : {"a", "b", "c", "a", "A"}) ASSERT_NE(OnFileOpen((d + "/" + s + ".bmp").c_str()), nullptr);
+  EXPECT_EQ(_RecentLabels(), "&1 " + d + "/c.bmp|&2 " + d + "/b.bmp|&3 " + d + "/a.bmp|");
+  for (const char* s : {"d", "e", "f", "g", "h", "i"}) OnFileOpen((d + "/" + s + ".bmp").c_str());
+  EXPECT_EQ(RECENT_GetNumFiles(), 8);
+  EXPECT_EQ(std::string(RECENT_GetFile(7)), d + "/b.bmp");
+  /* A new run reads the same list back from the store. */
+  std::string sConf = _sConfigDir + "/Zelmar/Zelmar.conf";
+  ASSERT_TRUE(fs::exists(sConf));
+  STORE_Close();
+  RECENT_Init("Recent File List", 8, 0x0500);
+  EXPECT_EQ(RECENT_GetNumFiles(), 8);
+  EXPECT_EQ(_RecentLabels().substr(0, 3 + d.size() + 7), "&1 " + d + "/i.bmp|");
+  FRAME_Command(0x0502);
+  EXPECT_EQ(_Str(_pFrame->GetTitle()), "Omrak-Zelmar V3.96 - " + d + "/g.bmp");
+  /* Missing values leave no holes. */
+  STORE_Close();
+  std::ofstream(sConf) << "[Recent File List]\nFile1=" << d << "/a.bmp\nFile5=" << d << "/e.bmp\n";
+  RECENT_Init("Recent File List", 8, 0x0500);
+  EXPECT_EQ(_RecentLabels(), "&1 " + d + "/a.bmp|&2 " + d + "/e.bmp|");
+}
+
+TEST_F(ShellTest, ExitEndsTheWindow) {
+  FRAME_Command(MAIN_CMD_EXIT);
+  EXPECT_FALSE(FRAME_Exists());
+}
+
+int main(int argc, char** argv) {
+  ::testing::InitGoogleTest(&argc, argv);
+  const char* sTmp = getenv("TMPDIR");
+  std::string sTemplate = std::string(sTmp && *sTmp ? sTmp : "/tmp") + "/zelmar-shell-XXXXXX";
+  if (mkdtemp(&sTemplate[0]) == nullptr) {
+    return 1;
+  }
+  _sConfigDir = sTemplate;
+  setenv("XDG_CONFIG_HOME", _sConfigDir.c_str(), 1);
+  wxApp::SetInstance(new wxApp);
+  int   wxArgc   = 1;
+  char* wxArgv[] = {argv[0], nullptr};
+  if (!wxEntryStart(wxArgc, wxArgv)) {
+    fprintf(stderr, "No display: run under xvfb-run\n");
+    return 1;
+  }
+  _pFrame = FRAME_Create(1);
+  int Result = RUN_ALL_TESTS();
+  STORE_Close();
+  wxEntryCleanup();
+  fs::remove_all(_sConfigDir);
+  return Result;
+}
