@@ -15,6 +15,7 @@
 #include <dlfcn.h>
 #endif
 
+#include "../color/dither.h"
 #include "../commands/recent.h"
 #include "../commands/workspace.h"
 
@@ -28,7 +29,7 @@ static const unsigned _aCommand[] = {
   0x8007, 0x8008, 0x8009, 0x800A, 0x800B, 0x800C, 0x800D, 0x800E, 0x800F,
   0x8010, 0x8011, 0x8012, 0x8013, 0x8014, 0x8015, 0x8016, 0x8017, 0x8018,
   0x8019, 0x801A, 0x801B, 0x801C, 0x801D, 0x801E, 0x801F, 0x8020, 0x8021,
-  0x8022, 0x8023, 0x8025,
+  0x8022, 0x8023, 0x8025, 0x8026, 0x8027,
   0xE101, 0xE104, 0xE122, 0xE125, 0xE12B, 0xE140, 0xE141,
 };
 
@@ -51,7 +52,7 @@ unsigned MENU_GetCommand(int WxId) {
 /*********************************************************************
 *  The menu
 */
-enum { _ITEM, _SEPARATOR, _POPUP, _END };
+enum { _ITEM, _CHECK, _SEPARATOR, _POPUP, _END };
 
 typedef struct {
   int         Kind;
@@ -99,9 +100,11 @@ static const MENU_ENTRY _aMenu[] = {
       { _SEPARATOR, 0, NULL },
       { _ITEM, 0x801D, "RGB\t(24 BPP)" },
       { _ITEM, 0x8022, "Best palette" },
+      { _ITEM, 0x8026, "Optimal palette..." },
       { _SEPARATOR, 0, NULL },
       { _ITEM, 0x8023, "Custom palette..." },
     { _END, 0, NULL },
+    { _CHECK, 0x8027, "Dithering" },
     { _POPUP, 0, "&Flip" },
       { _ITEM, 0x8018, "Horizontally" },
       { _ITEM, 0x8019, "Vertically" },
@@ -164,6 +167,9 @@ static void _FillMenu(wxMenu* pMenu, int* pIndex) {
     case _ITEM:
       pMenu->Append(MENU_GetWxId(Row.Command), wxString::FromUTF8(Row.sLabel));
       break;
+    case _CHECK:
+      pMenu->AppendCheckItem(MENU_GetWxId(Row.Command), wxString::FromUTF8(Row.sLabel));
+      break;
     case _SEPARATOR:
       pMenu->AppendSeparator();
       break;
@@ -182,7 +188,7 @@ static void _FillMenu(wxMenu* pMenu, int* pIndex) {
 void MENU_ShowLabels(wxMenuBar* pMenuBar) {
   wxLogNull NoLog;
   for (const MENU_ENTRY& Row : _aMenu) {
-    wxMenuItem* pItem = (Row.Kind == _ITEM) ? pMenuBar->FindItem(MENU_GetWxId(Row.Command)) : NULL;
+    wxMenuItem* pItem = (Row.Kind == _ITEM || Row.Kind == _CHECK) ? pMenuBar->FindItem(MENU_GetWxId(Row.Command)) : NULL;
     if (pItem) {
       _ShowWholeLabel(pItem, Row.sLabel);
     }
@@ -243,7 +249,7 @@ int MENU_IsEnabled(unsigned Command) {
   if (Command == 0xE12B) {
     return aUndo[0] != NULL;
   }
-  if (Command == 0xE104 || Command == 0xE122 || (Command >= 0x8007 && Command <= 0x8025 && Command != 0x8024)) {
+  if (Command == 0xE104 || Command == 0xE122 || (Command >= 0x8007 && Command <= 0x8026 && Command != 0x8024)) {
     return pBitmapCurrent != NULL;
   }
   /* Open, the recent files, About and Exit are always there. The
@@ -259,6 +265,9 @@ void MENU_UpdateState(wxMenuBar* pMenuBar) {
     wxMenuItem* pItem = pMenuBar->FindItem(_FIRST_ID + i);
     if (pItem) {
       pItem->Enable(MENU_IsEnabled(_aCommand[i]) != 0);
+      if (pItem->IsCheckable()) {
+        pItem->Check(CONVERT_GetDither() != 0);
+      }
     }
   }
 }

@@ -37,6 +37,8 @@ static const MENU_HELP _aMenuHelp[] = {
   { 0x801F, "Invert RGB Colors" },
   { 0x8020, "Convert into an 8 color format" },
   { 0x8022, "Convert into the best possible palette. If the image contains less than 256 colors, it will be the perfect palette." },
+  { 0x8026, "Convert into a palette of up to 256 colors chosen for the least visible error." },
+  { 0x8027, "Spread the rounding error of the conversions that follow over neighbouring pixels." },
   { 0x8023, "Select a custom palette for conversion" },
   { 0xE101, "Open an existing document\nOpen" },
   { 0xE104, "Save as (Select from different file types)\nSave As" },

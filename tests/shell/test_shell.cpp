@@ -21,6 +21,7 @@
 #include <wx/settings.h>
 #include <wx/statusbr.h>
 
+#include "color/dither.h"
 #include "app/main.h"
 #include "commands/recent.h"
 #include "commands/workspace.h"
@@ -157,8 +158,8 @@ TEST_F(ShellTest, MenuOrderWithEmptyRecentList) {
   EXPECT_EQ(_Outline(pBar->GetMenu(3)),
             "&Transparency...|&Convert Into{BW |Gray4 |Gray16 |Gray64|Gray256|3 bit Color 111|6 bit Color 222|"
             "8 bit Color 233|8 bit Color 323|8 bit Color 332|8 bit Color 8666|16 bit Color 555|16 bit Color 655|"
-            "16 bit Color 565|16 bit Color 556|-|RGB|Best palette|-|Custom palette...}|"
-            "&Flip{Horizontally|Vertically}|&Rotate{90\xC2\xB0 CW|90\xC2\xB0 CCW|180\xC2\xB0}|"
+            "16 bit Color 565|16 bit Color 556|-|RGB|Best palette|Optimal palette...|-|Custom palette...}|"
+            "Dithering|&Flip{Horizontally|Vertically}|&Rotate{90\xC2\xB0 CW|90\xC2\xB0 CCW|180\xC2\xB0}|"
             "&Invert{Indices|Colors}|&Shrink{Shrink to 50%}|Info");
   EXPECT_EQ(_Outline(pBar->GetMenu(1)) + "|" + _Outline(pBar->GetMenu(2)) + "|" + _Outline(pBar->GetMenu(4)),
             "&Undo\tCtrl-Z|&Copy\tCtrl-C|&Paste\tCtrl-V|Zoom In\t+|Zoom Out\t-|&About Zelmar...");
@@ -173,13 +174,20 @@ TEST_F(ShellTest, ItemStatesAndKeysFollowTheWorkspace) {
   std::string sFile = _sConfigDir + "/pic.bmp";
   _WriteBMP(sFile, 30, 20);
   /* Paste waits for a picture on the clipboard, which has none here. */
-  EXPECT_EQ(_EnabledItems(), "E101 E140 E141");
+  EXPECT_EQ(_EnabledItems(), "8027 E101 E140 E141");
+  /* The dithering switch shows its state each time the menu opens. */
+  wxMenuItem* pDither = _pFrame->GetMenuBar()->FindItem(MENU_GetWxId(0x8027));
+  for (int On : {1, 0}) {
+    CONVERT_SetDither(On);
+    _EnabledItems();
+    EXPECT_EQ(pDither->IsChecked(), On == 1);
+  }
   FRAME_Command(MENU_GetCharCommand('+', 0));   /* a key of a disabled item */
   EXPECT_EQ(Zoom, 20);
   ASSERT_NE(OnFileOpen(sFile.c_str()), nullptr);
   EXPECT_EQ(_Str(_pFrame->GetTitle()), "Omrak-Zelmar V3.96 - " + sFile);
   std::string sImage = "8007 8008 8009 800A 800B 800C 800D 800E 800F 8010 8011 8012 8013 8014 8015 8016 8017 "
-                       "8018 8019 801A 801B 801C 801D 801E 801F 8020 8021 8022 8023 8025 ";
+                       "8018 8019 801A 801B 801C 801D 801E 801F 8020 8021 8022 8023 8025 8026 8027 ";
   /* The first file leaves no snapshot: Undo stays disabled. */
   EXPECT_EQ(_EnabledItems(), "500 " + sImage + "E101 E104 E122 E140 E141");
   FRAME_Command(MENU_GetKeyCommand(WXK_UP, wxMOD_NONE));
