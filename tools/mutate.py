@@ -110,8 +110,8 @@ class Slot:
         self.build = os.path.join(self.tree, 'build')
         self.build_jobs = build_jobs
 
-    def prepare(self):
-        sync_tree(ROOT, self.tree)
+    def prepare(self, source):
+        sync_tree(source, self.tree)
         if not os.path.exists(os.path.join(self.build, 'CMakeCache.txt')):
             rc, out = run(['cmake', '-S', self.tree, '-B', self.build], self.tree)
             if rc != 0:
@@ -203,6 +203,7 @@ def main():
     ap.add_argument('--gtest-filter', help='run only these tests (gtest filter)')
     ap.add_argument('--workdir', default=os.path.join(ROOT, '.mutate'),
                     help='where the scratch trees live (default .mutate/ in the repository)')
+    ap.add_argument('--rev', help='test this git revision (e.g. HEAD) instead of the working tree')
     ap.add_argument('--check', action='store_true',
                     help='only report faults whose old text is not found exactly once')
     args = ap.parse_args()
@@ -235,8 +236,15 @@ def main():
     build_jobs = 1 if jobs > 1 else 2
     slots = [Slot(args.workdir, k, build_jobs) for k in range(jobs)]
     print('preparing %d scratch tree(s) in %s ...' % (jobs, args.workdir), flush=True)
+    source = ROOT
+    if args.rev:
+        source = os.path.join(args.workdir, 'export')
+        shutil.rmtree(source, ignore_errors=True)
+        os.makedirs(source)
+        archive = subprocess.run(['git', '-C', ROOT, 'archive', args.rev], stdout=subprocess.PIPE, check=True)
+        subprocess.run(['tar', '-x', '-C', source], input=archive.stdout, check=True)
     for slot in slots:
-        slot.prepare()
+        slot.prepare(source)
     rc, out = slots[0].tests(args.timeout, args.gtest_filter)
     if rc != 0:
         sys.exit('the tests fail on the unmodified tree:\n' + '\n'.join(failed_tests(out) or [out[-2000:]]))
