@@ -218,7 +218,7 @@ TEST(Color, CustomPaletteFiles) {
                                          "08:U32 NumColors\n0C:U8  Reserved[4]\n10:U32 _aColor[NumColors]\n" },
   };
   for (auto& Bad : aBad) {
-    Rc.Clear();
+    Rc.Errors.clear();
     WriteFileBytes(Dir.File("bad.OmrakPal"), Bad.Bytes);
     EXPECT_EQ(CUSTOMPAL_Load(Dir.File("bad.OmrakPal").c_str()), 1);
     EXPECT_EQ(Rc.Errors, std::vector<std::string>{Bad.sError});

@@ -20,22 +20,16 @@
 
 static ReportCatcher* _pCatcher;
 
-static void _OnError(const char* s)  { if (_pCatcher) _pCatcher->Errors.push_back(s); }
-static void _OnStatus(const char* s) { if (_pCatcher) _pCatcher->Status.push_back(s); }
+static void _OnError(const char* s) { if (_pCatcher) _pCatcher->Errors.push_back(s); }
 
 ReportCatcher::ReportCatcher() {
   _pCatcher = this;
-  IMAGE_SetHooks(_OnStatus, _OnError, "3.96");
+  IMAGE_SetHooks(nullptr, _OnError, "3.96");
 }
 
 ReportCatcher::~ReportCatcher() {
   IMAGE_SetHooks(nullptr, nullptr, nullptr);
   _pCatcher = nullptr;
-}
-
-void ReportCatcher::Clear() {
-  Errors.clear();
-  Status.clear();
 }
 
 TempDir::TempDir() {
@@ -180,21 +174,16 @@ std::string SaveBytes(IMAGE** ppImage, int Type, int Format, int NoPalette, cons
 
 static FakeFrontEnd* _pFake;
 
-static int _FakeBox(const char* sText, const char* sTitle, int Icon, int Buttons, int DefaultId) {
-  _pFake->Boxes.push_back({sText, sTitle ? sTitle : "(null)", Icon, Buttons});
-  return Buttons == PLAT_BUTTONS_YESNO ? _pFake->Answer : DefaultId;
+static int _FakeBox(const char* sText, const char*, int, int, int DefaultId) {
+  _pFake->Boxes.push_back(sText);
+  return DefaultId;
 }
 static void _FakeSend(unsigned Id) { if (_pFake->IsWindowAlive) MAIN_OnWindowCommand(Id); }
 static int  _FakeAlive(void) { return _pFake->IsWindowAlive; }
 static void _FakeDestroy(void) { _pFake->IsWindowAlive = false; }
 
-static int _FakeChoose(const char*, const char*, const char* const* asItem, int NumItems, int) {
-  _pFake->ListItems.assign(asItem, asItem + NumItems);
-  return _pFake->ListAnswer;
-}
-
 static const PLAT_FRONTEND _FakeTable = {
-  _FakeBox, _FakeSend, _FakeAlive, _FakeDestroy, nullptr, nullptr, nullptr, nullptr, nullptr, _FakeChoose,
+  _FakeBox, _FakeSend, _FakeAlive, _FakeDestroy, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
 };
 
 FakeFrontEnd::FakeFrontEnd() {
@@ -210,7 +199,7 @@ FakeFrontEnd::~FakeFrontEnd() {
 
 std::string FakeFrontEnd::Texts() const {
   std::string s;
-  for (const Box& b : Boxes) s += b.Text + "\n";
+  for (const std::string& b : Boxes) s += b + "\n";
   return s;
 }
 

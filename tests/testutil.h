@@ -7,13 +7,11 @@
 
 #include "core/image.h"
 
-/* Catches the reports of the image core while it lives. */
+/* Catches the error reports of the image core while it lives. */
 struct ReportCatcher {
   ReportCatcher();
   ~ReportCatcher();
   std::vector<std::string> Errors;
-  std::vector<std::string> Status;
-  void Clear();
 };
 
 /* A fresh empty folder below the system's temporary folder, removed with
@@ -52,17 +50,13 @@ IMAGE* LoadBytes(const std::string& Bytes, int Type);
 std::string SaveBytes(IMAGE** ppImage, int Type, int Format = 0, int NoPalette = 0,
                       const std::string& sName = "pic.c");
 
-/* A front end for tests: records every box, answers questions with a
- * chosen reply, sends commands to the main window's handler. */
+/* A front end for tests: records the text of every box, answers
+ * questions yes, sends commands to the main window's handler. */
 struct FakeFrontEnd {
-  struct Box { std::string Text, Title; int Icon, Buttons; };
   FakeFrontEnd();
   ~FakeFrontEnd();
-  std::vector<Box> Boxes;
-  int  Answer = 6;           /* PLAT_ID_YES */
+  std::vector<std::string> Boxes;
   bool IsWindowAlive = true;
-  int  ListAnswer = -1;
-  std::vector<std::string> ListItems;
   std::string Texts() const; /* every box text, one a line */
 };
 
