@@ -2,7 +2,7 @@
 # Installs the Debian packages that building and testing need, when some
 # are missing. Needs root (or sudo) only when something is to be installed.
 set -euo pipefail
-packages=(cmake make g++ libgtest-dev libgif-dev)
+packages=(cmake make gcc g++ libgtest-dev libgif-dev)
 missing=()
 for p in "${packages[@]}"; do
   dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")

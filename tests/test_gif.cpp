@@ -68,7 +68,7 @@ std::string WriteWithGiflib(const TempDir& Dir, int XSize, int YSize, const std:
   EGifPutScreenDesc(pGif, XSize, YSize, 8, 0, pGlobal);
   if (TransIndex >= 0) {
     GraphicsControlBlock Gcb = {};
-    Gcb.DelayTime = 0x105;   /* a delay whose bytes are no index in use */
+    Gcb.DelayTime = 0x201;   /* a delay whose bytes are not the index */
     Gcb.TransparentColor = TransIndex;
     GifByteType aExt[4];
     EGifPutExtension(pGif, GRAPHICS_EXT_FUNC_CODE, (int)EGifGCBToExtension(&Gcb, aExt), aExt);
@@ -112,6 +112,7 @@ TEST(GifWrite, GiflibReadsThePictureTheTableAndTheTransparentColour) {
       EXPECT_EQ(d.TableSize, Table) << n;
       EXPECT_EQ((unsigned char)Bytes[10], 0x80 | Bits << 4 | Bits) << n;
       EXPECT_EQ(Bytes.back(), ';');
+      EXPECT_EQ(Bytes[13 + 3 * (size_t)Table + (HasTrans ? 8 : 0) + 10], std::max(2, Bits + 1)) << n;   /* LZW code size */
       for (int i = 0; i < w * h; i++) {
         ASSERT_EQ(d.aColor[(size_t)i], IMAGE_GetPixelColor(pSrc, i % w, i / w)) << n << " colours, pixel " << i;
       }
