@@ -85,10 +85,16 @@ TEST(Color, NearestColourIsTheLowestIndexOfTheSmallestDistance) {
 }
 
 TEST(Color, CensusAndBestPaletteFollowThePlainCensus) {
+  /* Entries 0 and 2 are one colour; it reaches its count of 2 after the
+   * colour of entry 1 does, through entry 0. */
+  IMAGE* pTie = IMAGE_Create(4, 1, 3);
+  IMAGE_SetColor(pTie, 0, 0x123456);
+  IMAGE_SetColor(pTie, 2, 0x123456);
+  for (int x = 0; x < 4; x++) IMAGE_SetPixel(pTie, x, 0, (U32)"\2\1\1\0"[x]);
   /* Many colours (the counters outgrow their first tables), few colours
    * with many ties, and palettes that show one colour at several indices. */
   IMAGE* aSrc[] = { RandomImage(150, 120, 0, 7, 4000), RandomImage(31, 9, 0, 8, 5),
-                    RandomImage(64, 64, 256, 9), RandomImage(17, 5, 12, 10) };
+                    RandomImage(64, 64, 256, 9), RandomImage(17, 5, 12, 10), pTie };
   IMAGE_SetColor(aSrc[3], 4, IMAGE_GetColor(aSrc[3], 9));
   IMAGE_SetColor(aSrc[3], 7, IMAGE_GetColor(aSrc[3], 1));
   IMAGE_SetPixel(aSrc[3], 0, 0, 200);   /* beyond the palette: black */
