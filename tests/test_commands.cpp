@@ -69,6 +69,7 @@ TEST(Cmdline, ArgumentReadersAndQueueLimits) {
   CMDLINE_Init("T", "", 0xE141, _ReadString);
   CMDLINE_ParseOption(("saveas" + std::string(199, 'a')).c_str(), CMDLINE_GetOptionTable());
   EXPECT_EQ(CMDLINE_GetError(), 0);
+  CMDLINE_Init("T", "", 0xE141, _ReadString);   /* a refusal alone fails the run */
   CMDLINE_ParseOption(("saveas" + std::string(200, 'a')).c_str(), CMDLINE_GetOptionTable());
   EXPECT_EQ(CMDLINE_GetError(), 1);
   EXPECT_EQ(Fe.Texts(), "Too many options on the command line: \"fliph\" is ignored\n"

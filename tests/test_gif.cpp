@@ -128,6 +128,16 @@ TEST(GifWrite, GiflibReadsThePictureTheTableAndTheTransparentColour) {
   }
 }
 
+TEST(GifWrite, OneColourTwoByTwoExactBytes) {
+  IMAGE* p = IMAGE_Create(2, 2, 1);
+  IMAGE_SetColor(p, 0, 0x332211);
+  std::string Bytes = SaveBytes(&p, 3);
+  IMAGE_Free(p);
+  /* Codes of 3 bits: clear 4, 0, 6 (two pixels), 0, end 5; the last byte holds 7 bits. */
+  EXPECT_EQ(Bytes, std::string("GIF89a\2\0\2\0\x80\0\0\x11\x22\x33\xFF\xFF\xFF,\0\0\0\0\2\0\2\0\0"
+                               "\2\2\x84\x51\0;", 35));
+}
+
 TEST(GifRead, GiflibFilesReadBackWithInterlaceLocalTablesAndTransparency) {
   TempDir Dir;
   std::vector<U32> aGlobal = { 0x0000FF, 0x00FF00, 0xFF0000, 0x808080 };
