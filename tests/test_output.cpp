@@ -76,7 +76,10 @@ TEST(CSource, CompiledFilesDecodeToThePicture) {
       IMAGE* p = Pic == 0 ? RunsImage(n) : Pic == 1 ? RandomImage(300, 2, n, (unsigned)Format) : RandomImage(7, 5, n, 9);
       int NoPalette = Pic == 2 && Format <= 7;
       p->HasTrans = Pic == 1 && n;
-      if (Format >= 8 && Pic == 2) p = IMAGE_Copy(RandomImage(7, 5, 200, 1));   /* a palette image by its colours */
+      if (Format >= 8 && Pic == 2) {   /* a palette image by its colours */
+        IMAGE_Free(p);
+        p = RandomImage(7, 5, 200, 1);
+      }
       std::string sName = "f" + std::to_string(++k);
       WriteFileBytes(Dir.File(sName + ".c"), SaveBytes(&p, 1, Format, NoPalette, sName + ".c"));
       sMain += "extern OMRAK_CONST_STORAGE OMRAK_BITMAP bm" + sName + ";\n#include \"" + sName + ".c\"\n";
