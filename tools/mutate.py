@@ -226,6 +226,7 @@ def main():
         return 1 if bad else 0
 
     # The tests find the corpus at ../shared/corpus next to the source tree.
+    args.workdir = os.path.abspath(args.workdir)
     os.makedirs(args.workdir, exist_ok=True)
     shared = os.path.join(args.workdir, 'shared')
     real_shared = os.path.join(os.path.dirname(ROOT), 'shared')
