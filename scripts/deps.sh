@@ -2,7 +2,7 @@
 # Installs the Debian packages that building and testing need, when some
 # are missing. Needs root (or sudo) only when something is to be installed.
 set -euo pipefail
-packages=(cmake make g++ libgtest-dev libgif-dev)
+packages=(cmake make gcc g++ libgtest-dev libgif-dev)
 # The desktop front end, and a display of its own for its tests.
 packages+=(libwxgtk3.2-dev xvfb xauth xdotool openbox imagemagick python3)
 missing=()

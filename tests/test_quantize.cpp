@@ -15,7 +15,7 @@
 namespace {
 
 /* True colour, each pixel one of NumColors random colours. */
-IMAGE* RandomImage(int XSize, int YSize, int NumColors, U32 Seed) {
+IMAGE* RandomColors(int XSize, int YSize, int NumColors, U32 Seed) {
   auto Rand = [&Seed]() { return (Seed = Seed * 1664525u + 1013904223u) >> 8; };
   std::vector<U32> aColor;
   for (int i = 0; i < NumColors; i++) aColor.push_back(Rand() & 0xFFFFFF);
@@ -82,7 +82,7 @@ struct Quantize : ::testing::Test {
 
 TEST_F(Quantize, ExactAtOrBelowNColorsAndDeterministic) {
   for (int N : {2, 16, 256}) {
-    IMAGE* pSrc = RandomImage(37, 23, N, (U32)N);
+    IMAGE* pSrc = RandomColors(37, 23, N, (U32)N);
     IMAGE* pA   = CONVERT_IntoOptimalPalette(IMAGE_Copy(pSrc), N);
     IMAGE* pB   = CONVERT_IntoOptimalPalette(IMAGE_Copy(pSrc), N);
     ASSERT_TRUE(pA && pB);
@@ -98,7 +98,7 @@ TEST_F(Quantize, ExactAtOrBelowNColorsAndDeterministic) {
 }
 
 TEST_F(Quantize, ManyColorsGoToAtMostNEntriesEachPixelToItsNearest) {
-  IMAGE* pSrc = RandomImage(64, 48, 3000, 7);
+  IMAGE* pSrc = RandomColors(64, 48, 3000, 7);
   for (int N : {2, 16, 256}) {
     IMAGE* p = CONVERT_IntoOptimalPalette(IMAGE_Copy(pSrc), N);
     ASSERT_TRUE(p);
@@ -148,7 +148,7 @@ TEST_F(Quantize, DitherOffLeavesEveryConversionAsItWas) {
   PALETTE* pCustom = CONVERT_GetCustomPalette();
   pCustom->NumColors = 5;
   for (int i = 0; i < 5; i++) pCustom->pColors[i] = 0x336699u * (U32)i;
-  std::vector<IMAGE*> aSrc = {RandomImage(33, 17, 500, 1), MakeTestImage(19, 11, 77)};
+  std::vector<IMAGE*> aSrc = {RandomColors(33, 17, 500, 1), MakeTestImage(19, 11, 77)};
   std::vector<std::string> aBefore;
   for (IMAGE* pSrc : aSrc)
     for (auto& pf : aConvert) aBefore.push_back(Converted(pf, pSrc));
@@ -207,8 +207,8 @@ TEST(QuantizeOptions, NumberOfColorsAndDitherArguments) {
   };
   for (auto& t : a) {
     TempDir Dir;
-    IMAGE* pPic = RandomImage(40, 20, 2000, 3);
-    WriteFileBytes(Dir.File("pic.bmp"), MakeBMP(pPic));
+    IMAGE* pPic = RandomColors(40, 20, 2000, 3);
+    WriteFileBytes(Dir.File("pic.bmp"), SaveBytes(&pPic, 2));
     IMAGE_Free(pPic);
     std::vector<std::string> aArgs{"pic.bmp"};
     aArgs.insert(aArgs.end(), t.aOption.begin(), t.aOption.end());

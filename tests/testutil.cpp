@@ -8,11 +8,19 @@
 #include <unistd.h>
 
 #include <fstream>
+#include <random>
 #include <sstream>
+
+#include "app/main.h"
+#include "commands/cmdline.h"
+#include "commands/workspace.h"
+#include "input/loader.h"
+#include "output/save.h"
+#include "platform/plat.h"
 
 static ReportCatcher* _pCatcher;
 
-static void _OnError(const char* s)  { if (_pCatcher) _pCatcher->Errors.push_back(s); }
+static void _OnError(const char* s) { if (_pCatcher) _pCatcher->Errors.push_back(s); }
 static void _OnStatus(const char* s) { if (_pCatcher) _pCatcher->Status.push_back(s); }
 
 ReportCatcher::ReportCatcher() {
@@ -20,14 +28,14 @@ ReportCatcher::ReportCatcher() {
   IMAGE_SetHooks(_OnStatus, _OnError, "3.96");
 }
 
-ReportCatcher::~ReportCatcher() {
-  IMAGE_SetHooks(nullptr, nullptr, nullptr);
-  _pCatcher = nullptr;
-}
-
 void ReportCatcher::Clear() {
   Errors.clear();
   Status.clear();
+}
+
+ReportCatcher::~ReportCatcher() {
+  IMAGE_SetHooks(nullptr, nullptr, nullptr);
+  _pCatcher = nullptr;
 }
 
 TempDir::TempDir() {
@@ -63,6 +71,14 @@ bool FileExists(const std::string& sPath) {
   return stat(sPath.c_str(), &st) == 0;
 }
 
+std::string Golden(const std::string& sName, const std::string& Actual) {
+  std::string sPath = std::string(ZELMAR_SOURCE_DIR) + "/tests/golden/" + sName;
+  if (getenv("ZELMAR_UPDATE_GOLDEN")) {
+    WriteFileBytes(sPath, Actual);
+  }
+  return ReadFileBytes(sPath);
+}
+
 int RunZelmar(const std::string& sDir, const std::vector<std::string>& aArgs,
               std::string* pStdout, std::string* pStderr) {
   TempDir Capture;
@@ -81,8 +97,6 @@ int RunZelmar(const std::string& sDir, const std::vector<std::string>& aArgs,
     av.push_back((char*)ZELMAR_BINARY);
     for (const std::string& s : aArgs) av.push_back((char*)s.c_str());
     av.push_back(nullptr);
-    unsetenv("DISPLAY");
-    unsetenv("WAYLAND_DISPLAY");
     execv(ZELMAR_BINARY, av.data());
     _exit(127);
   }
@@ -103,49 +117,122 @@ void Put32(std::string& s, unsigned v) {
   Put16(s, v >> 16);
 }
 
-std::string MakeBMP(const IMAGE* pImage) {
-  int NumColors = pImage->NumColors;
-  int Bits = NumColors ? 8 : 24;
-  int Stride = (pImage->XSize * Bits + 31) / 32 * 4;
-  std::string Dib;
-  Put32(Dib, 40);
-  Put32(Dib, (unsigned)pImage->XSize);
-  Put32(Dib, (unsigned)pImage->YSize);
-  Put16(Dib, 1);
-  Put16(Dib, (unsigned)Bits);
-  Put32(Dib, 0);
-  Put32(Dib, (unsigned)(Stride * pImage->YSize));
-  Put32(Dib, 0);
-  Put32(Dib, 0);
-  Put32(Dib, (unsigned)NumColors);
-  Put32(Dib, 0);
+IMAGE* RandomImage(int XSize, int YSize, int NumColors, unsigned Seed, unsigned NumDistinct) {
+  std::mt19937 Random(Seed);
+  IMAGE* pImage = IMAGE_Create(XSize, YSize, NumColors);
   for (int i = 0; i < NumColors; i++) {
-    unsigned c = IMAGE_GetColor(pImage, i);
-    Dib += (char)(c >> 16);
-    Dib += (char)(c >> 8);
-    Dib += (char)c;
-    Dib += (char)0;
+    IMAGE_SetColor(pImage, i, Random() & 0xFFFFFF);
   }
-  for (int y = pImage->YSize - 1; y >= 0; y--) {
-    std::string Row;
-    for (int x = 0; x < pImage->XSize; x++) {
-      unsigned v = IMAGE_GetPixel(pImage, x, y);
-      if (Bits == 8) {
-        Row += (char)v;
-      } else {
-        Row += (char)(v >> 16);
-        Row += (char)(v >> 8);
-        Row += (char)v;
+  std::vector<unsigned> aValue;
+  for (unsigned i = 0; i < (NumDistinct ? NumDistinct : 1); i++) aValue.push_back(Random() & 0xFFFFFF);
+  for (int y = 0; y < YSize; y++) {
+    for (int x = 0; x < XSize; x++) {
+      unsigned v = NumDistinct ? aValue[Random() % NumDistinct] : Random() & 0xFFFFFF;
+      IMAGE_SetPixel(pImage, x, y, NumColors ? v % (unsigned)NumColors : v);
+    }
+  }
+  return pImage;
+}
+
+std::string Diff(const IMAGE* pA, const IMAGE* pB, bool ByColor) {
+  char ac[120];
+  if (pA == nullptr || pB == nullptr) return "no image";
+  if (pA->XSize != pB->XSize || pA->YSize != pB->YSize) {
+    snprintf(ac, sizeof(ac), "size %d*%d against %d*%d", pA->XSize, pA->YSize, pB->XSize, pB->YSize);
+    return ac;
+  }
+  if (!ByColor) {
+    if (pA->NumColors != pB->NumColors || pA->HasTrans != pB->HasTrans) return "palette size or flag";
+    for (int i = 0; i < pA->NumColors; i++) {
+      if (IMAGE_GetColor(pA, i) != IMAGE_GetColor(pB, i)) return "palette entry " + std::to_string(i);
+    }
+  }
+  for (int y = 0; y < pA->YSize; y++) {
+    for (int x = 0; x < pA->XSize; x++) {
+      unsigned a = ByColor ? IMAGE_GetPixelColor(pA, x, y) : IMAGE_GetPixel(pA, x, y);
+      unsigned b = ByColor ? IMAGE_GetPixelColor(pB, x, y) : IMAGE_GetPixel(pB, x, y);
+      if (a != b) {
+        snprintf(ac, sizeof(ac), "pixel %d,%d: %06X against %06X", x, y, a, b);
+        return ac;
       }
     }
-    Row.resize((size_t)Stride, '\0');
-    Dib += Row;
   }
-  std::string File = "BM";
-  Put32(File, (unsigned)(14 + Dib.size()));
-  Put32(File, 0);
-  Put32(File, (unsigned)(14 + 40 + 4 * NumColors));
-  return File + Dib;
+  return "";
+}
+
+IMAGE* LoadBytes(const std::string& Bytes, int Type) {
+  TempDir Dir;
+  WriteFileBytes(Dir.File("in"), Bytes);
+  PLAT_FILE* hFile = PLAT_OpenRead(Dir.File("in").c_str(), nullptr);
+  IMAGE* pImage = IMAGE_LoadFile(hFile, Type);
+  PLAT_Close(hFile);
+  return pImage;
+}
+
+std::string SaveBytes(IMAGE** ppImage, int Type, int Format, int NoPalette, const std::string& sName) {
+  TempDir Dir;
+  SAVEFORMAT Choice = { Format, NoPalette };
+  PLAT_FILE* hFile = PLAT_CreateWrite(Dir.File("out").c_str());
+  *ppImage = IMAGE_SaveFile(*ppImage, hFile, Type, sName.c_str(), &Choice);
+  PLAT_Close(hFile);
+  return ReadFileBytes(Dir.File("out"));
+}
+
+static FakeFrontEnd* _pFake;
+
+/* The modules run connected as start-up connects them. */
+[[maybe_unused]] static const int _IsConnected = (MAIN_ConnectLayers(), 1);
+
+static int _FakeBox(const char* sText, const char*, int, int, int DefaultId) {
+  _pFake->Boxes.push_back(sText);
+  return DefaultId;
+}
+static void _FakeSend(unsigned Id) { if (_pFake->IsWindowAlive) MAIN_OnWindowCommand(Id); }
+static int  _FakeAlive(void) { return _pFake->IsWindowAlive; }
+static void _FakeDestroy(void) { _pFake->IsWindowAlive = false; }
+
+static const PLAT_FRONTEND _FakeTable = {
+  _FakeBox, _FakeSend, _FakeAlive, _FakeDestroy, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+  nullptr, nullptr, nullptr,
+};
+
+FakeFrontEnd::FakeFrontEnd() {
+  _pFake = this;
+  PLAT_SetFrontEnd(&_FakeTable);
+}
+
+FakeFrontEnd::~FakeFrontEnd() {
+  PLAT_SetFrontEnd(nullptr);
+  IMAGE_SetHooks(nullptr, nullptr, nullptr);
+  _pFake = nullptr;
+}
+
+std::string FakeFrontEnd::Texts() const {
+  std::string s;
+  for (const std::string& b : Boxes) s += b + "\n";
+  return s;
+}
+
+const std::string& InProcessDir() {
+  static TempDir _Dir;
+  return _Dir.Path;
+}
+
+int RunInProcess(FakeFrontEnd& Fe, std::vector<std::string> aArgs) {
+  char acOld[4096];
+  if (getcwd(acOld, sizeof(acOld)) == nullptr || chdir(InProcessDir().c_str()) != 0) return -1;
+  WORKSPACE_Reset();
+  Fe.IsWindowAlive = true;
+  MAIN_InitApp();
+  aArgs.insert(aArgs.begin(), "zelmar");
+  std::vector<char*> av;
+  for (std::string& s : aArgs) av.push_back(&s[0]);
+  MAIN_ParseCommandLine((int)av.size(), av.data());
+  while (Fe.IsWindowAlive && CMDLINE_IsPending()) {
+    CMDLINE_Exec();
+  }
+  if (chdir(acOld) != 0) return -1;
+  return CMDLINE_GetError();
 }
 
 IMAGE* MakeTestImage(int XSize, int YSize, int NumColors) {
@@ -163,48 +250,12 @@ IMAGE* MakeTestImage(int XSize, int YSize, int NumColors) {
   return pImage;
 }
 
-#include "app/main.h"
-#include "platform/plat.h"
-
-static FakeFrontEnd* _pFake;
-
-/* The modules run connected as start-up connects them. */
-[[maybe_unused]] static const int _IsConnected = (MAIN_ConnectLayers(), 1);
-
-static int _FakeBox(const char* sText, const char* sTitle, int Icon, int Buttons, int DefaultId) {
-  _pFake->Boxes.push_back({sText, sTitle ? sTitle : "(null)", Icon, Buttons});
-  return Buttons == PLAT_BUTTONS_YESNO ? _pFake->Answer : DefaultId;
-}
-static void _FakeSend(unsigned Id) { if (_pFake->IsWindowAlive) MAIN_OnWindowCommand(Id); }
-static int  _FakeAlive(void) { return _pFake->IsWindowAlive; }
-static void _FakeDestroy(void) { _pFake->IsWindowAlive = false; }
-static void _FakeRefresh(void) { _pFake->NumRefresh++; }
-
-static int _FakeOpenFile(char* pBuffer, int MaxLen, const char* sTitle, const PLAT_FILTER*, int, int) {
-  _pFake->DialogTitle = sTitle;
-  if (_pFake->FileAnswer.empty() || (int)_pFake->FileAnswer.size() > MaxLen) return 0;
-  snprintf(pBuffer, (size_t)MaxLen + 1, "%s", _pFake->FileAnswer.c_str());
-  return 1;
-}
-
-static int _FakeChoose(const char* sTitle, const char*, const char* const* asItem, int NumItems, int InitialSel) {
-  _pFake->DialogTitle = sTitle;
-  _pFake->ListItems.assign(asItem, asItem + NumItems);
-  _pFake->ListInitialSel = InitialSel;
-  return _pFake->ListAnswer;
-}
-
-static const PLAT_FRONTEND _FakeTable = {
-  _FakeBox, _FakeSend, _FakeAlive, _FakeDestroy, _FakeRefresh, nullptr, nullptr, nullptr,
-  _FakeOpenFile, _FakeChoose, nullptr, nullptr, nullptr,
-};
-
-FakeFrontEnd::FakeFrontEnd() {
-  _pFake = this;
-  PLAT_SetFrontEnd(&_FakeTable);
-}
-
-FakeFrontEnd::~FakeFrontEnd() {
-  PLAT_SetFrontEnd(nullptr);
-  _pFake = nullptr;
+std::string MakeBMP(const IMAGE* pImage) {
+  std::string Dib((size_t)IMAGE_GetDIBSize(pImage), '\0');
+  IMAGE_WriteDIB(pImage, (U8*)&Dib[0]);
+  std::string s = "BM";
+  Put32(s, (unsigned)(14 + Dib.size()));
+  Put32(s, 0);
+  Put32(s, (unsigned)(14 + 40 + IMAGE_GetColorTableSize(pImage)));
+  return s + Dib;
 }

@@ -8,7 +8,7 @@
 #include "core/image.h"
 
 /* Catches the reports of the image core while it lives: every error and
- * status text in order. Restores "no hooks" when it ends. */
+ * status text in order. */
 struct ReportCatcher {
   ReportCatcher();
   ~ReportCatcher();
@@ -29,41 +29,49 @@ struct TempDir {
 std::string ReadFileBytes(const std::string& sPath);
 void        WriteFileBytes(const std::string& sPath, const std::string& Bytes);
 bool        FileExists(const std::string& sPath);
+/* The file tests/golden/<sName>; with ZELMAR_UPDATE_GOLDEN set in the
+ * environment it is first rewritten with Actual. */
+std::string Golden(const std::string& sName, const std::string& Actual);
 
-/* Runs build/zelmar in sDir with the arguments (no shell involved) and
- * standard input from /dev/null. Gives the exit code; fills the outputs. */
+/* Runs build/zelmar in sDir (no shell, standard input /dev/null). */
 int RunZelmar(const std::string& sDir, const std::vector<std::string>& aArgs,
               std::string* pStdout = nullptr, std::string* pStderr = nullptr);
 
-/* Little-endian builders for test files. */
 void Put16(std::string& s, unsigned v);
 void Put32(std::string& s, unsigned v);
 
-/* A Windows Bitmap file of an image: 24 bits for true colour, else
- * 8 bits with its palette. Rows bottom-up. */
+/* Random pictures: a palette of random colours (none for 0) and random
+ * indices or colours. Fewer than NumDistinct values when it is given. */
+/* A Windows Bitmap file of the image: the exported block behind a file
+ * header. */
 std::string MakeBMP(const IMAGE* pImage);
-/* An image with a palette of NumColors entries filled with pixels from a
- * simple formula, for tests that need any picture. */
+/* A fixed pattern: index (x + 3y) mod NumColors, or mixed channels. */
 IMAGE* MakeTestImage(int XSize, int YSize, int NumColors);
+IMAGE* RandomImage(int XSize, int YSize, int NumColors, unsigned Seed, unsigned NumDistinct = 0);
+/* "" when both have the same size, palette, flag and pixels, else the
+ * first difference. ByColor compares shown colours only. */
+std::string Diff(const IMAGE* pA, const IMAGE* pB, bool ByColor = false);
 
-/* A front end for tests: records every box, answers questions with a
- * chosen reply, sends commands to the main window's handler. Registered
- * while the object lives. */
+/* An image through a file of type Type (0 BMP, 1 .sbmp, 2 GIF). */
+IMAGE* LoadBytes(const std::string& Bytes, int Type);
+/* The bytes IMAGE_SaveFile writes; *ppImage follows what it gives back. */
+std::string SaveBytes(IMAGE** ppImage, int Type, int Format = 0, int NoPalette = 0,
+                      const std::string& sName = "pic.c");
+
+/* A front end for tests: records the text of every box, answers
+ * questions yes, sends commands to the main window's handler. */
 struct FakeFrontEnd {
-  struct Box { std::string Text, Title; int Icon, Buttons; };
   FakeFrontEnd();
   ~FakeFrontEnd();
-  std::vector<Box> Boxes;
-  int  Answer = 6;           /* PLAT_ID_YES */
+  std::vector<std::string> Boxes;
   bool IsWindowAlive = true;
-  int  NumRefresh = 0;
-  /* Dialogs: the file "chosen" (empty: cancel), the list item chosen
-   * (-1: cancel), and what the last list showed. */
-  std::string FileAnswer;
-  int  ListAnswer = -1;
-  std::vector<std::string> ListItems;
-  int  ListInitialSel = -1;
-  std::string DialogTitle;
+  std::string Texts() const; /* every box text, one a line */
 };
+
+/* The program in this process, as the console runs it, with the
+ * workspace reset first. It always runs in the same folder, InProcessDir(),
+ * so that the log it keeps open stays there. Gives the exit code. */
+const std::string& InProcessDir();
+int RunInProcess(FakeFrontEnd& Fe, std::vector<std::string> aArgs);
 
 #endif

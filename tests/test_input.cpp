@@ -1,0 +1,239 @@
+/* The Windows Bitmap and .sbmp readers: the shared bmpsuite corpus, the
+ * program's own writer read back, and hand-made files for what neither
+ * reaches. */
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <map>
+
+#include "input/loader.h"
+#include "input/rle.h"
+#include "output/bmpout.h"
+#include "testutil.h"
+
+namespace {
+
+const std::string kSuiteDir = std::string(ZELMAR_CORPUS_DIR) + "/bmpsuite";
+
+IMAGE* LoadCorpusFile(const std::string& sName) {
+  return LoadBytes(ReadFileBytes(kSuiteDir + "/" + sName), 0);
+}
+
+/* A BMP file: header of HeaderSize bytes (the fields beyond 40 zero),
+ * colour table (blue, green, red, 0), then Pixels as given. */
+std::string MakeFile(int XSize, int YSize, int Bits, int Compression, const std::vector<U32>& aColor,
+                     const std::string& Pixels, int HeaderSize = 40) {
+  std::string s;
+  Put32(s, (unsigned)HeaderSize);
+  Put32(s, (unsigned)XSize);
+  Put32(s, (unsigned)YSize);
+  Put16(s, 1);
+  Put16(s, (unsigned)Bits);
+  Put32(s, (unsigned)Compression);
+  Put32(s, (unsigned)Pixels.size());
+  Put32(s, 0);
+  Put32(s, 0);
+  Put32(s, (unsigned)aColor.size());
+  Put32(s, 0);
+  s.resize((size_t)HeaderSize, '\0');
+  for (U32 c : aColor) Put32(s, (c & 0xFF) << 16 | (c & 0xFF00) | (c >> 16 & 0xFF));
+  std::string File = "BM";
+  Put32(File, (unsigned)(14 + s.size() + Pixels.size()));
+  Put32(File, 0);
+  Put32(File, (unsigned)(14 + s.size()));
+  return File + s + Pixels;
+}
+
+std::string Rows(const std::string& sHex) {   /* "0a ff ..." to bytes */
+  std::string s;
+  for (size_t i = 0; i + 1 < sHex.size(); i += 3) s += (char)std::stoi(sHex.substr(i, 2), nullptr, 16);
+  return s;
+}
+
+/* Every pixel as "x,y=value" for the hand-made cases. */
+std::string Pixels(const IMAGE* p) {
+  std::string s;
+  char ac[24];
+  for (int y = 0; y < p->YSize; y++) {
+    for (int x = 0; x < p->XSize; x++) {
+      snprintf(ac, sizeof(ac), "%s%X", x ? " " : (y ? "|" : ""), IMAGE_GetPixelColor(p, x, y));
+      s += ac;
+    }
+  }
+  return s;
+}
+
+}  // namespace
+
+TEST(Corpus, EveryFileLoadsOrIsRefusedWithItsMessage) {
+  const char* const sJpeg = "BITMAPINFOHEADER: biBitCount = 0 (JPEG format) not supported. Please convert image !";
+  const char* const sDepth = "Error in BITMAPINFOHEADER: biBitCount should be 0, 1, 4, 8, 16, 24 or 32";
+  const char* const sPalette = "Only palettes with up to 256 entries supported!";
+  const char* const sRle8 = "DecompressRLE8: Data after end of image";
+  const std::map<std::string, std::string> Expected = {
+    /* OS/2 headers are 12 bytes: biBitCount falls into the colour table. */
+    {"g/pal8os2.bmp", sJpeg}, {"q/pal8os2-hs.bmp", sJpeg}, {"q/pal8os2-sz.bmp", sJpeg},
+    {"q/pal8os2sp.bmp", sJpeg}, {"q/rgb24jpeg.bmp", sJpeg}, {"q/rgb24png.bmp", sJpeg},
+    {"q/pal2.bmp", sDepth}, {"q/pal2color.bmp", sDepth}, {"q/rgba64.bmp", sDepth}, {"b/badbitcount.bmp", sDepth},
+    {"q/pal8os2v2-16.bmp", sPalette}, {"q/pal8oversizepal.bmp", sPalette}, {"b/badpalettesize.bmp", sPalette},
+    {"q/rgba32abf.bmp", "32 BPP bitmap - Unknown compression format (should be BI_RGB or BI_RLE8)"},
+    {"b/badrle.bmp", sRle8}, {"b/badrleter.bmp", sRle8},
+    {"b/badwidth.bmp", "Image size -127 * 64 not supported"},
+    {"b/reallybig.bmp", "Image size 3000000 * 2000000 not supported"},
+    {"x/ba-bm.bmp", "Illegal file header !"},
+  };
+  std::map<std::string, std::string> Refused;
+  int NumFiles = 0;
+  for (const char* sFolder : {"g", "q", "b", "x"}) {
+    for (const auto& Entry : std::filesystem::directory_iterator(kSuiteDir + "/" + sFolder)) {
+      std::string sName = std::string(sFolder) + "/" + Entry.path().filename().string();
+      ReportCatcher Rc;
+      IMAGE* p = LoadCorpusFile(sName);
+      NumFiles++;
+      if (p == nullptr) {
+        ASSERT_FALSE(Rc.Errors.empty()) << sName << " refused without a message";
+        Refused[sName] = Rc.Errors.back();
+      }
+      IMAGE_Free(p);
+    }
+  }
+  EXPECT_GE(NumFiles, 80);
+  EXPECT_EQ(Refused, Expected);
+  ReportCatcher Rc;
+  IMAGE_Free(LoadCorpusFile("b/shortfile.bmp"));
+  EXPECT_EQ(Rc.Errors, std::vector<std::string>{"File truncated ... Expected a file length of 1086, Read only 273 bytes."});
+}
+
+TEST(Corpus, SamePictureInEveryEncoding) {
+  IMAGE* pRgb = LoadCorpusFile("g/rgb24.bmp");
+  ASSERT_NE(pRgb, nullptr);
+  for (const char* s : {"g/rgb32.bmp", "g/rgb32bf.bmp", "g/rgb32bfdef.bmp"}) {
+    IMAGE* p = LoadCorpusFile(s);
+    EXPECT_EQ(Diff(pRgb, p, true), "") << s;
+    IMAGE_Free(p);
+  }
+  /* 16 bits: five or six bits a channel, scaled back to 0..255 */
+  for (const char* s : {"g/rgb16.bmp", "g/rgb16-565.bmp", "g/rgb16bfdef.bmp"}) {
+    IMAGE* p = LoadCorpusFile(s);
+    ASSERT_NE(p, nullptr) << s;
+    for (int i = 0; i < 127 * 64 * 3; i++) {
+      U32 a = IMAGE_GetPixelColor(pRgb, i / 3 % 127, i / 381), b = IMAGE_GetPixelColor(p, i / 3 % 127, i / 381);
+      ASSERT_LE(abs((int)(a >> (i % 3 * 8) & 255) - (int)(b >> (i % 3 * 8) & 255)), 8) << s << " " << i;
+    }
+    IMAGE_Free(p);
+  }
+  IMAGE_Free(pRgb);
+  const std::vector<std::vector<std::string>> aGroup = {
+    {"g/pal8.bmp", "g/pal8-0.bmp", "g/pal8rle.bmp", "g/pal8topdown.bmp", "g/pal8v4.bmp", "g/pal8v5.bmp"},
+    {"g/pal4.bmp", "g/pal4rle.bmp"},
+  };
+  for (const auto& Group : aGroup) {
+    IMAGE* pRef = LoadCorpusFile(Group[0]);
+    for (const std::string& s : Group) {
+      IMAGE* p = LoadCorpusFile(s);
+      EXPECT_EQ(Diff(pRef, p, true), "") << s;
+      IMAGE_Free(p);
+    }
+    IMAGE_Free(pRef);
+  }
+}
+
+TEST(Bitmap, WriterAndReaderAgreeAtEveryDepthAndWidth) {
+  for (int n : {0, 2, 3, 16, 17, 256}) {
+    for (int w = 1; w <= 13; w++) {
+      IMAGE* pSrc = RandomImage(w, 3, n, (unsigned)(n + w));
+      IMAGE* p = pSrc;
+      std::string Bytes = SaveBytes(&p, 2);
+      ASSERT_GE(Bytes.size(), 54u);
+      int Bits = (unsigned char)Bytes[28];
+      EXPECT_EQ(Bits, n == 0 ? 24 : n <= 2 ? 1 : n <= 16 ? 4 : 8) << n;
+      EXPECT_EQ(Bytes.size(), 54 + 4 * (size_t)n + 3 * (size_t)((w * Bits + 31) / 32 * 4));
+      std::string Head = "BM";
+      Put32(Head, (unsigned)Bytes.size());
+      Put32(Head, 0);
+      Put32(Head, 54 + 4 * (unsigned)n);
+      EXPECT_EQ(Bytes.substr(0, 14), Head);
+      IMAGE* q = LoadBytes(Bytes, 0);
+      EXPECT_EQ(Diff(pSrc, q), "") << n << " colours, width " << w;
+      IMAGE_Free(q);
+      IMAGE_Free(pSrc);
+    }
+  }
+  /* A file bigger than any write buffer on the way */
+  IMAGE* pBig = RandomImage(200, 120, 0, 5);
+  IMAGE* pSaved = pBig;
+  IMAGE* pBack = LoadBytes(SaveBytes(&pSaved, 2), 0);
+  EXPECT_EQ(Diff(pBig, pBack), "");
+  IMAGE_Free(pBack);
+  IMAGE_Free(pBig);
+  /* Row padding is zero: a picture of set bits only. */
+  IMAGE* p = IMAGE_Create(12, 2, 2);
+  for (int i = 0; i < 24; i++) IMAGE_SetPixel(p, i % 12, i / 12, 1);
+  EXPECT_EQ(SaveBytes(&p, 2).substr(62), Rows("ff f0 00 00 ff f0 00 00 "));
+  IMAGE_Free(p);
+}
+
+TEST(Bitmap, DepthsAndHeadersTheWriterDoesNotMake) {
+  ReportCatcher Rc;
+  struct { std::string File, Expected; } aCase[] = {
+    /* 16 bits without masks: 5-5-5; top-down rows (negative height) */
+    { MakeFile(2, -2, 16, 0, {}, Rows("1f 00 e0 03 00 7c ff 7f ")), "FF0000 FF00|FF FFFFFF" },
+    /* bit fields 5-6-5, masks in front of the pixels */
+    { MakeFile(2, 1, 16, 3, {}, Rows("00 f8 00 00 e0 07 00 00 1f 00 00 00 1f 00 e0 07 ")), "FF0000 FF00" },
+    { MakeFile(1, 1, 32, 0, {}, Rows("01 02 03 04 ")), "10203" },
+    { MakeFile(1, 1, 32, 3, {}, Rows("00 00 ff 00 00 ff 00 00 ff 00 00 00 10 20 30 40 ")), "102030" },
+    /* biClrUsed 2 at 8 bits; a 108-byte header before the colour table */
+    { MakeFile(3, 1, 8, 0, {0x0000FF, 0x00FF00}, Rows("01 00 01 00 "), 108), "FF00 FF FF00" },
+    /* 1 and 4 bits: the first pixel in the top bits */
+    { MakeFile(9, 1, 1, 0, {0x000000, 0xFFFFFF}, Rows("a0 80 00 00 ")), "FFFFFF 0 FFFFFF 0 0 0 0 0 FFFFFF" },
+    { MakeFile(3, 1, 4, 0, {0, 0x111111, 0x222222}, Rows("12 00 00 00 ")), "111111 222222 0" },
+    /* RLE8: a run, an odd absolute block with its pad byte, end of line,
+     * a delta up one row and right one, end of bitmap */
+    { MakeFile(4, 3, 8, 1, {0, 0x0000FF, 0x00FF00, 0xFF0000},
+               Rows("02 01 00 03 02 03 02 00 00 00 00 02 01 01 02 02 00 01 ")), "0 FF00 FF00 0|0 0 0 0|FF FF FF00 FF0000" },
+    /* RLE4: an absolute block of 3 (two bytes, no pad), a run alternating two nibbles */
+    { MakeFile(5, 1, 4, 2, {0, 0x0000FF, 0x00FF00, 0xFF0000}, Rows("00 03 12 30 02 31 00 01 ")), "FF FF00 FF0000 FF0000 FF" },
+    /* RLE4 past the top row is no error */
+    { MakeFile(1, 1, 4, 2, {0, 0xFF}, Rows("01 11 00 00 00 00 00 00 ")), "FF" },
+  };
+  for (auto& c : aCase) {
+    IMAGE* p = LoadBytes(c.File, 0);
+    ASSERT_NE(p, nullptr) << c.Expected;
+    EXPECT_EQ(Pixels(p), c.Expected);
+    IMAGE_Free(p);
+  }
+  EXPECT_TRUE(Rc.Errors.empty()) << Rc.Errors[0];
+}
+
+TEST(Sbmp, RunsFillRowsAndShortFilesAreTold) {
+  ReportCatcher Rc;
+  std::string Head = "SB", File;
+  Put16(Head, 3);
+  Put16(Head, 2);
+  File = Head;
+  Put16(File, 0);                                  /* true colour: run, red, green, blue */
+  Put16(File, 4);
+  File += Rows("11 22 33 ");
+  Put16(File, 5);
+  File += Rows("44 55 66 ");
+  IMAGE* p = LoadBytes(File, 1);
+  ASSERT_NE(p, nullptr);
+  EXPECT_EQ(Pixels(p), "332211 332211 332211|332211 665544 665544");
+  IMAGE_Free(p);
+  File = Head;
+  Put16(File, 2);                                  /* palette: run and index */
+  File += Rows("01 02 03 04 05 06 ");
+  Put16(File, 6);
+  File += Rows("01 ");
+  p = LoadBytes(File, 1);
+  ASSERT_NE(p, nullptr);
+  EXPECT_EQ(Pixels(p), "60504 60504 60504|60504 60504 60504");
+  IMAGE_Free(p);
+  EXPECT_TRUE(Rc.Errors.empty());
+  IMAGE_Free(LoadBytes(File.substr(0, File.size() - 1), 1));
+  IMAGE_Free(LoadBytes(File.substr(0, 6), 1));
+  IMAGE_Free(LoadBytes("XB" + File.substr(2), 1));
+  EXPECT_EQ(Rc.Errors, (std::vector<std::string>{"File too short (Missing data)", "File too short (Incomplete header)",
+                                                   "Illegal file header !"}));
+}

@@ -1,0 +1,169 @@
+/* The writers. Generated C files are compiled by the system's C compiler
+ * against the tests' own Omrak.h and read back by the tests' decoder
+ * (tests/cclient); a golden file per family of formats holds the exact
+ * text; C streams are read back by a plain reader. */
+#include <gtest/gtest.h>
+
+#include <stdlib.h>
+
+#include <sstream>
+
+#include "output/bmpout.h"
+#include "output/save.h"
+#include "testutil.h"
+
+namespace {
+
+std::string Hex(U32 v) {
+  char ac[16];
+  snprintf(ac, sizeof(ac), "%X", v);
+  return ac;
+}
+
+/* What the decoder writes for a picture saved at Format: indices for the
+ * palette formats, colours for the others, the bits 5-6-5 drops cleared. */
+std::string ExpectedText(const std::string& sName, const IMAGE* p, int Format, int NoPalette) {
+  std::string s = "= " + sName + " " + std::to_string(p->XSize) + " " + std::to_string(p->YSize) + "\n";
+  bool IsIndexed = Format <= 7;
+  if (IsIndexed) {
+    s += "palette " + std::to_string(p->NumColors) + " " + std::to_string(p->HasTrans ? 1 : 0);
+    if (NoPalette) s += " none";
+    for (int i = 0; i < p->NumColors && !NoPalette; i++) s += " " + Hex(IMAGE_GetColor(p, i));
+    s += "\n";
+  } else {
+    s += "palette null\n";
+  }
+  for (int y = 0; y < p->YSize; y++) {
+    for (int x = 0; x < p->XSize; x++) {
+      U32 v = IsIndexed ? IMAGE_GetPixel(p, x, y) : IMAGE_GetPixelColor(p, x, y);
+      s += (x ? " " : "") + Hex(Format >= 8 && Format <= 11 ? v & 0xF8FCF8 : v);
+    }
+    s += "\n";
+  }
+  return s;
+}
+
+/* Runs of every length that matters to the run-length coders, across row
+ * ends: around the limit of 3, over the chunk limit of 254, and long
+ * stretches without repetition. */
+IMAGE* RunsImage(int NumColors) {
+  static const int aLength[] = { 300, 3, 2, 1, 4, 1, 1, 254, 5, 2, 2, 255, 3, 508, 1, 509 };
+  IMAGE* p = RandomImage(97, 30, NumColors, 3);
+  int i = 0;
+  for (int k = 0; i < 97 * 16; k++) {
+    for (int n = 0; n < aLength[k % 16] && i < 97 * 16; n++, i++) {
+      IMAGE_SetPixel(p, i % 97, i / 97, NumColors ? (U32)k % (U32)NumColors : (U32)k * 0x010305u);
+    }
+  }
+  return p;
+}
+
+}  // namespace
+
+TEST(CSource, CompiledFilesDecodeToThePicture) {
+  TempDir Dir;
+  std::string sMain = "#include <stdio.h>\n#include \"decode.h\"\n";
+  for (int b = 0; b < 256; b++) {
+    std::string sName;
+    for (int i = 7; i >= 0; i--) sName += (b >> i & 1) ? 'X' : '_';
+    sMain += "#define " + sName + " " + std::to_string(b) + "\n";
+  }
+  std::string sCalls, Expected;
+  int k = 0;
+  for (int Format : {1, 2, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13}) {
+    int n = Format == 1 ? 2 : Format == 2 ? 3 : Format == 4 || Format == 6 ? 16 : Format <= 7 ? 256 : 0;
+    for (int Pic = 0; Pic < 3; Pic++) {
+      IMAGE* p = Pic == 0 ? RunsImage(n) : Pic == 1 ? RandomImage(300, 2, n, (unsigned)Format) : RandomImage(7, 5, n, 9);
+      int NoPalette = Pic == 2 && Format <= 7;
+      p->HasTrans = Pic == 1 && n;
+      if (Format >= 8 && Pic == 2) {   /* a palette image by its colours */
+        IMAGE_Free(p);
+        p = RandomImage(7, 5, 200, 1);
+      }
+      std::string sName = "f" + std::to_string(++k);
+      WriteFileBytes(Dir.File(sName + ".c"), SaveBytes(&p, 1, Format, NoPalette, sName + ".c"));
+      sMain += "extern OMRAK_CONST_STORAGE OMRAK_BITMAP bm" + sName + ";\n#include \"" + sName + ".c\"\n";
+      sCalls += "  r |= DECODE_Bitmap(stdout, \"" + sName + "\", &bm" + sName + ", sizeof(ac" + sName + "));\n";
+      Expected += ExpectedText(sName, p, Format, NoPalette);
+      std::string Text = ReadFileBytes(Dir.File(sName + ".c"));
+      size_t Pos = Text.rfind("0};  /* ");
+      if (Format == 6 || Format == 7 || Format == 10 || Format == 11) {
+        Expected += "units " + Text.substr(Pos + 8, Text.find(' ', Pos + 8) - Pos - 8) + "\n";
+      }
+      std::stringstream ss(Text);
+      for (std::string sLine; std::getline(ss, sLine);) EXPECT_LE(sLine.size(), 255u) << sName;
+      IMAGE_Free(p);
+    }
+  }
+  WriteFileBytes(Dir.File("main.c"), sMain + "\nint main(void) {\n  int r = 0;\n" + sCalls + "  return r;\n}\n");
+  std::string sClient = std::string(ZELMAR_SOURCE_DIR) + "/tests/cclient";
+  std::string Cmd = "cd '" + Dir.Path + "' && cc -std=c99 -Wall -Werror -I'" + sClient + "' -o client main.c '" +
+                    sClient + "/decode.c' >cc.log 2>&1";
+  ASSERT_EQ(system(Cmd.c_str()), 0) << "a C compiler (cc) is needed:\n" << ReadFileBytes(Dir.File("cc.log")).substr(0, 3000);
+  EXPECT_EQ(system(("cd '" + Dir.Path + "' && ./client >decoded.txt").c_str()), 0);
+  std::string Decoded = ReadFileBytes(Dir.File("decoded.txt"));
+  std::stringstream e(Expected), d(Decoded);
+  std::string le, ld;
+  for (int Line = 1; std::getline(e, le); Line++) {
+    std::getline(d, ld);
+    ASSERT_EQ(ld.substr(0, 400), le.substr(0, 400)) << "line " << Line;
+  }
+}
+
+TEST(CSource, GoldenFilePerFamilyAndLimits) {
+  std::string s;
+  /* 45 values of "0x.., " make a line of exactly 254 characters */
+  for (int Format : {1, 5, 6, 9, 10, 13}) {
+    IMAGE* p = RandomImage(45, 3, Format == 1 ? 2 : Format <= 7 ? 5 : 0, 11, 3);
+    for (int x = 20; x < 30; x++) IMAGE_SetPixel(p, x, 1, IMAGE_GetPixel(p, 19, 1));
+    p->HasTrans = Format == 1;
+    s += SaveBytes(&p, 1, Format, Format == 1, "dir\\sub/my pic.v2.c") + "\n";
+    IMAGE_Free(p);
+  }
+  EXPECT_EQ(s, Golden("csource.txt", s));
+  ReportCatcher Rc;
+  IMAGE* p = RandomImage(2, 2, 2, 1);
+  for (int Len : {259, 260}) {
+    std::string Text = SaveBytes(&p, 1, 1, 0, std::string((size_t)Len - 2, 'a') + ".c");
+    EXPECT_EQ(Text.empty(), Len == 260);
+  }
+  SaveBytes(&p, 1, 3);
+  SaveBytes(&p, 7);
+  IMAGE_Free(p);
+  p = RandomImage(2, 2, 0, 1);
+  EXPECT_EQ(SaveBytes(&p, 1, 5), "");
+  IMAGE_Free(p);
+  EXPECT_EQ(Rc.Errors, (std::vector<std::string>{"Filename too long", "Format 3 is not a valid format",
+                                                   "Unsupported file type", "FORMAT does not fit to bitmap!"}));
+}
+
+TEST(Stream, PlainReaderGetsHeaderPaletteAndPackedRows) {
+  for (int n : {2, 3, 4, 5, 16, 17, 256}) {
+    for (int w = 1; w <= 9; w++) {
+      IMAGE* p = RandomImage(w, 3, n, (unsigned)(n * w));
+      p->HasTrans = w & 1;
+      std::string s = SaveBytes(&p, 4);
+      auto Get = [&](size_t i, int NumBytes) {
+        U32 v = 0;
+        for (int k = NumBytes - 1; k >= 0; k--) v = v << 8 | (unsigned char)s.at(i + (size_t)k);
+        return v;
+      };
+      int Bits = n <= 2 ? 1 : n <= 4 ? 2 : n <= 16 ? 4 : 8, Stride = (w * Bits + 7) / 8;
+      std::vector<U32> aHead = { 0x4D42, 100, (U32)w, 3, (U32)Stride, (U32)Bits, (U32)n, (U32)(w & 1) };
+      ASSERT_EQ(s.size(), 16 + 4 * (size_t)n + 3 * (size_t)Stride);
+      for (int i = 0; i < 8; i++) EXPECT_EQ(Get(2 * (size_t)i, 2), aHead[(size_t)i]) << n << " field " << i;
+      for (int i = 0; i < n; i++) EXPECT_EQ(Get(16 + 4 * (size_t)i, 4), IMAGE_GetColor(p, i));
+      for (int y = 0; y < 3; y++) {
+        for (int x = 0; x < Stride * 8 / Bits; x++) {
+          U32 Byte = (unsigned char)s[16 + 4 * (size_t)n + (size_t)(y * Stride + x * Bits / 8)];
+          U32 v = Byte >> (8 - Bits - x * Bits % 8) & ((1u << Bits) - 1);
+          ASSERT_EQ(v, x < w ? IMAGE_GetPixel(p, x, y) : 0u) << n << " colours, width " << w << " at " << x << "," << y;
+        }
+      }
+      IMAGE_Free(p);
+    }
+  }
+  IMAGE* p = RandomImage(3, 3, 0, 1);
+  EXPECT_EQ(SaveBytes(&p, 4), "");
+  IMAGE_Free(p);
+}
