@@ -87,6 +87,13 @@ static int _GetFileType(const char* sPath, int* pNewLastFileType) {
     *pNewLastFileType = 3;
     return 2;
   }
+  /* PNG and JPEG are read only; LastFileType stays as it was. */
+  if (strncasecmp(sExt, ".png", 4) == 0) {
+    return 3;
+  }
+  if (strncasecmp(sExt, ".jpg", 4) == 0 || strncasecmp(sExt, ".jpeg", 5) == 0) {
+    return 4;
+  }
   return -1;
 }
 

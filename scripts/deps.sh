@@ -2,7 +2,8 @@
 # Installs the Debian packages that building and testing need, when some
 # are missing. Needs root (or sudo) only when something is to be installed.
 set -euo pipefail
-packages=(cmake make g++ libgtest-dev libgif-dev)
+packages=(cmake make g++ libgtest-dev libgif-dev pkg-config libspng-dev libturbojpeg0-dev
+          python3 python3-pil imagemagick)
 missing=()
 for p in "${packages[@]}"; do
   dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")
