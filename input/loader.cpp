@@ -1,6 +1,6 @@
 /*
  * From an open file to an image. The file type number picks the reader:
- * 0 Windows Bitmap, 1 .sbmp, 2 GIF, 3 PNG, 4 JPEG. PNG and JPEG need
+ * 0 Windows Bitmap, 1 .sbmp, 2 GIF, and PNG and JPEG, which need
  * libraries that a build may lack; it then says so when asked for them.
  */
 #include "loader.h"
@@ -111,14 +111,14 @@ IMAGE* IMAGE_LoadFile(PLAT_FILE* hFile, int Type) {
     return SBMP_Load(hFile);
   case 2:
     return GIF_LoadFile(hFile);
-  case 3:
+  case LOADER_TYPE_PNG:
 #ifdef ZELMAR_HAVE_PNG
     return PNG_LoadFile(hFile);
 #else
     IMAGE_ShowError("PNG files are not supported by this build (libspng was missing)");
     return NULL;
 #endif
-  case 4:
+  case LOADER_TYPE_JPEG:
 #ifdef ZELMAR_HAVE_JPEG
     return JPEG_LoadFile(hFile);
 #else

@@ -100,7 +100,7 @@ TEST(PngInput, PngSuiteMatchesPillowAndCorruptFilesAreRefused) {
     }
     NumFiles++;
     ReportCatcher Rc;
-    IMAGE* pImage = LoadFile(Entry.path().string(), 3);
+    IMAGE* pImage = LoadFile(Entry.path().string(), LOADER_TYPE_PNG);
     if (sName[0] == 'x') {
       EXPECT_EQ(pImage, nullptr) << sName;
       EXPECT_FALSE(Rc.Errors.empty()) << sName;
@@ -183,7 +183,7 @@ TEST(PngInput, PillowFilesOfEveryKindLoadWithTheirPixels) {
   };
   for (const auto& c : aCase) {
     ReportCatcher Rc;
-    IMAGE* pImage = LoadFile(Dir.File(c.sFile), strstr(c.sFile, ".png") ? 3 : 4);
+    IMAGE* pImage = LoadFile(Dir.File(c.sFile), strstr(c.sFile, ".png") ? LOADER_TYPE_PNG : LOADER_TYPE_JPEG);
     ASSERT_NE(pImage, nullptr) << c.sFile;
     EXPECT_EQ(pImage->NumColors, c.NumColors) << c.sFile;
     EXPECT_EQ(pImage->HasTrans, c.HasTrans) << c.sFile;
@@ -193,8 +193,8 @@ TEST(PngInput, PillowFilesOfEveryKindLoadWithTheirPixels) {
     IMAGE_Free(pImage);
   }
   /* The palette file keeps its palette in order, bar the swap with entry 3. */
-  IMAGE* pPal = LoadFile(Dir.File("pal.png"), 3);
-  IMAGE* pTrns = LoadFile(Dir.File("paltrns.png"), 3);
+  IMAGE* pPal = LoadFile(Dir.File("pal.png"), LOADER_TYPE_PNG);
+  IMAGE* pTrns = LoadFile(Dir.File("paltrns.png"), LOADER_TYPE_PNG);
   EXPECT_EQ(IMAGE_GetColor(pTrns, 0), IMAGE_GetColor(pPal, 3));
   EXPECT_EQ(IMAGE_GetColor(pTrns, 3), IMAGE_GetColor(pPal, 0));
   EXPECT_EQ(IMAGE_GetColor(pTrns, 1), IMAGE_GetColor(pPal, 1));
