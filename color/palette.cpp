@@ -166,7 +166,14 @@ static I32 _FindNearestColor(U32 Color, const PALETTE* pPalette) {
 
 /*********************************************************************
 *  Conversion
+*
+*  The loops walk the rows of the pixel store with pointers.
 */
+/* The colour of a true-colour pixel stored as blue, green, red. */
+static inline U32 _GetTrueColor(const U8* p) {
+  return (U32)p[0] << 16 | (U32)p[1] << 8 | (U32)p[2];
+}
+
 static void _ShowLine(I32 y, I32 YSize) {
   char ac[64];
   snprintf(ac, sizeof(ac), "Converting image, line %d/%d", (int)(y + 1), (int)YSize);
@@ -175,22 +182,24 @@ static void _ShowLine(I32 y, I32 YSize) {
 
 /* Palette source: one search per source entry, then a table look-up per
  * pixel. An index at or above the source's NumColors (only a malformed
- * file holds one) reads as black everywhere else in the program
- * (IMAGE_GetPixelColor, the expansion to true colour), so here it maps
- * to where black maps. */
+ * file holds one) reads as entry 0 everywhere else in the program
+ * (IMAGE_GetPixelColor, the writers, the expansion to true colour), so
+ * here it maps to where entry 0 maps. */
 static void _ConvertIndices(const IMAGE* pSrc, IMAGE* pDest, const PALETTE* pPalette) {
-  U8  aMap[256];
+  U8  aMap[256] = { 0 };
   I32 NumEntries = pSrc->NumColors < 256 ? pSrc->NumColors : 256;
   for (I32 i = 0; i < NumEntries; i++) {
     aMap[i] = (U8)_FindNearestColor(IMAGE_GetColor(pSrc, i), pPalette);
   }
   if (NumEntries < 256) {
-    memset(aMap + NumEntries, _FindNearestColor(0, pPalette), (size_t)(256 - NumEntries));
+    memset(aMap + NumEntries, aMap[0], (size_t)(256 - NumEntries));
   }
   for (I32 y = 0; y < pSrc->YSize; y++) {
     _ShowLine(y, pSrc->YSize);
+    const U8* pSrcRow  = IMAGE_GetRow(pSrc, y);
+    U8*       pDestRow = IMAGE_GetRow(pDest, y);
     for (I32 x = 0; x < pSrc->XSize; x++) {
-      IMAGE_SetPixel(pDest, x, y, aMap[IMAGE_GetPixel(pSrc, x, y) & 0xFF]);
+      pDestRow[x] = aMap[pSrcRow[x]];
     }
   }
 }
@@ -205,8 +214,10 @@ static void _ConvertColors(const IMAGE* pSrc, IMAGE* pDest, const PALETTE* pPale
   U32 Index     = 0;
   for (I32 y = 0; y < pSrc->YSize; y++) {
     _ShowLine(y, pSrc->YSize);
-    for (I32 x = 0; x < pSrc->XSize; x++) {
-      U32 Color = IMAGE_GetPixel(pSrc, x, y) & 0xFFFFFF;
+    const U8* p        = IMAGE_GetRow(pSrc, y);
+    U8*       pDestRow = IMAGE_GetRow(pDest, y);
+    for (I32 x = 0; x < pSrc->XSize; x++, p += 3) {
+      U32 Color = _GetTrueColor(p);
       if (Color != PrevColor) {
         U32* pIndex = HasMap ? _MAP_Find(&Map, Color) : NULL;
         if (pIndex) {
@@ -219,7 +230,7 @@ static void _ConvertColors(const IMAGE* pSrc, IMAGE* pDest, const PALETTE* pPale
         }
         PrevColor = Color;
       }
-      IMAGE_SetPixel(pDest, x, y, Index);
+      pDestRow[x] = (U8)Index;
     }
   }
   if (HasMap) {
@@ -393,7 +404,7 @@ static void _ShowRow(I32 y, I32 YSize) {
 
 /* Palette image: counts per index, then the indices that show the same
  * colour are merged (equal palette words are one colour). An index at or
- * above NumColors shows black, as IMAGE_GetPixelColor gives it. */
+ * above NumColors shows entry 0, as IMAGE_GetPixelColor gives it. */
 static I32 _TallyIndices(const IMAGE* pImage, _TALLY* aTally) {
   U32 aCount[256];
   U32 aLast[256];
@@ -402,8 +413,9 @@ static I32 _TallyIndices(const IMAGE* pImage, _TALLY* aTally) {
   memset(aLast, 0, sizeof(aLast));
   for (I32 y = 0; y < pImage->YSize; y++) {
     _ShowRow(y, pImage->YSize);
+    const U8* pRow = IMAGE_GetRow(pImage, y);
     for (I32 x = 0; x < pImage->XSize; x++) {
-      U32 v = IMAGE_GetPixel(pImage, x, y) & 0xFF;
+      U32 v = pRow[x];
       aCount[v]++;
       aLast[v] = Pos++;
     }
@@ -413,7 +425,7 @@ static I32 _TallyIndices(const IMAGE* pImage, _TALLY* aTally) {
     if (aCount[v] == 0) {
       continue;
     }
-    U32 Color = v < pImage->NumColors ? IMAGE_GetColor(pImage, v) : 0;
+    U32 Color = IMAGE_GetColor(pImage, v < pImage->NumColors ? v : 0);
     I32 i = 0;
     while (i < NumTally && aTally[i].Color != Color) {
       i++;
@@ -451,8 +463,9 @@ static I32 _TallyColors(const IMAGE* pImage, _TALLY** paTally) {
   }
   for (I32 y = 0; y < pImage->YSize; y++) {
     _ShowRow(y, pImage->YSize);
-    for (I32 x = 0; x < pImage->XSize; x++) {
-      U32 Color = IMAGE_GetPixel(pImage, x, y) & 0xFFFFFF;
+    const U8* p = IMAGE_GetRow(pImage, y);
+    for (I32 x = 0; x < pImage->XSize; x++, p += 3) {
+      U32 Color = _GetTrueColor(p);
       if (Color != PrevColor) {
         U32* pIndex = _MAP_Find(&Map, Color);
         if (pIndex) {

@@ -20,12 +20,12 @@ void IMAGE_SetTransparency(IMAGE* pImage, int Choice) {
   I32 Index = Choice - 1;
   if (Index != 0) {
     for (I32 y = 0; y < pImage->YSize; y++) {
+      U8* pRow = IMAGE_GetRow(pImage, y);
       for (I32 x = 0; x < pImage->XSize; x++) {
-        U32 v = IMAGE_GetPixel(pImage, x, y);
-        if (v == 0) {
-          IMAGE_SetPixel(pImage, x, y, (U32)Index);
-        } else if (v == (U32)Index) {
-          IMAGE_SetPixel(pImage, x, y, 0);
+        if (pRow[x] == 0) {
+          pRow[x] = (U8)Index;
+        } else if (pRow[x] == Index) {
+          pRow[x] = 0;
         }
       }
     }

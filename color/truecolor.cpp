@@ -34,6 +34,13 @@ static U32 _ReduceColor(U32 Color, int Format) {
   return b << 16 | g << 8 | r;
 }
 
+/* Stores a colour value as blue, green, red; bits 24-31 go nowhere. */
+static void _PutTrueColor(U8* p, U32 Color) {
+  p[0] = (U8)(Color >> 16);
+  p[1] = (U8)(Color >> 8);
+  p[2] = (U8)Color;
+}
+
 IMAGE* CONVERT_IntoRGB(IMAGE* pBitmapOrg) {
   U32 aColor[256];
   if (pBitmapOrg->NumColors == 0) {
@@ -44,28 +51,58 @@ IMAGE* CONVERT_IntoRGB(IMAGE* pBitmapOrg) {
     return NULL;
   }
   /* An index at or above NumColors (only a malformed file brings one)
-   * finds a cleared entry and becomes black. */
-  memset(aColor, 0, sizeof(aColor));
-  for (I32 i = 0; i < pBitmapOrg->NumColors && i < 256; i++) {
-    aColor[i] = IMAGE_GetColor(pBitmapOrg, i);
+   * shows entry 0, as everywhere else. */
+  for (I32 i = 0; i < 256; i++) {
+    aColor[i] = IMAGE_GetColor(pBitmapOrg, i < pBitmapOrg->NumColors ? i : 0);
   }
   for (I32 y = 0; y < pBitmapOrg->YSize; y++) {
-    for (I32 x = 0; x < pBitmapOrg->XSize; x++) {
-      IMAGE_SetPixel(pImage, x, y, aColor[IMAGE_GetPixel(pBitmapOrg, x, y) & 0xFF]);
+    const U8* pSrc  = IMAGE_GetRow(pBitmapOrg, y);
+    U8*       pDest = IMAGE_GetRow(pImage, y);
+    for (I32 x = 0; x < pBitmapOrg->XSize; x++, pDest += 3) {
+      _PutTrueColor(pDest, aColor[pSrc[x]]);
     }
   }
   IMAGE_Free(pBitmapOrg);
   return pImage;
 }
 
+/* Each pixel's colour reduced: by a table of the reduced palette for a
+ * palette image (an index beyond the palette shows black, as
+ * IMAGE_GetPixelColor gives it), by a table per channel in true colour. */
 IMAGE* CONVERT_IntoHighColor(IMAGE* pBitmapOrg, int Format) {
   IMAGE* pImage = IMAGE_Create(pBitmapOrg->XSize, pBitmapOrg->YSize, 0);
   if (pImage == NULL) {
     return NULL;
   }
-  for (I32 y = 0; y < pBitmapOrg->YSize; y++) {
-    for (I32 x = 0; x < pBitmapOrg->XSize; x++) {
-      IMAGE_SetPixel(pImage, x, y, _ReduceColor(IMAGE_GetPixelColor(pBitmapOrg, x, y), Format));
+  I32 XSize = pBitmapOrg->XSize;
+  if (pBitmapOrg->NumColors) {
+    U32 aColor[256];
+    for (I32 i = 0; i < 256; i++) {
+      aColor[i] = _ReduceColor(i < pBitmapOrg->NumColors ? IMAGE_GetColor(pBitmapOrg, i) : 0, Format);
+    }
+    for (I32 y = 0; y < pBitmapOrg->YSize; y++) {
+      const U8* pSrc  = IMAGE_GetRow(pBitmapOrg, y);
+      U8*       pDest = IMAGE_GetRow(pImage, y);
+      for (I32 x = 0; x < XSize; x++, pDest += 3) {
+        _PutTrueColor(pDest, aColor[pSrc[x]]);
+      }
+    }
+  } else {
+    /* Stored order is blue, green, red. */
+    U8 aBlue[256], aGreen[256], aRed[256];
+    for (U32 v = 0; v < 256; v++) {
+      aRed[v]   = (U8)_ReduceChannel(v, Format % 10);
+      aGreen[v] = (U8)_ReduceChannel(v, (Format / 10) % 10);
+      aBlue[v]  = (U8)_ReduceChannel(v, (Format / 100) % 10);
+    }
+    for (I32 y = 0; y < pBitmapOrg->YSize; y++) {
+      const U8* pSrc  = IMAGE_GetRow(pBitmapOrg, y);
+      U8*       pDest = IMAGE_GetRow(pImage, y);
+      for (I32 x = 0; x < XSize; x++, pSrc += 3, pDest += 3) {
+        pDest[0] = aBlue[pSrc[0]];
+        pDest[1] = aGreen[pSrc[1]];
+        pDest[2] = aRed[pSrc[2]];
+      }
     }
   }
   IMAGE_Free(pBitmapOrg);

@@ -120,8 +120,20 @@ void OnFileSaveAs(void) {
     return;
   }
   pBitmapCurrent = IMAGE_SaveFile(pBitmapCurrent, hFile, _FilterIndex, acName, &Choice);
+  /* The file replaces an existing one only now, when all of it was
+   * written. A failed write is reported; the old file stays. */
+  if (PLAT_Close(hFile) == PLAT_CLOSE_FAILED) {
+    char ac[700];
+    snprintf(ac, sizeof(ac), "Write error: %s: %s", acName, PLAT_GetErrorText());
+    if (_FilterIndex == 3) {
+      /* As when the GIF writer sees the failure itself: the reduced
+       * image goes with the file. */
+      IMAGE_Free(pBitmapCurrent);
+      pBitmapCurrent = NULL;
+    }
+    MSG_Error(ac);
+  }
   CANVAS_Refresh();
-  PLAT_Close(hFile);
   if (Restore) {
     UNDO_Pop();
   }

@@ -61,9 +61,10 @@ int IMAGE_IsSizeValid(I32 XSize, I32 YSize, I32 NumColors) {
   if (XSize < 0 || YSize < 0 || NumColors < 0 || NumColors > 256) {
     return 0;
   }
-  int BitsPerPixel = NumColors ? 8 : 24;
-  int64_t BytesPerLine = ((int64_t)BitsPerPixel * XSize + 31) / 32 * 4;
-  return BytesPerLine <= IMAGE_MAX_BYTES && BytesPerLine * YSize <= IMAGE_MAX_BYTES;
+  /* Each side is bounded too, so that a row of an image with no rows
+   * still has a size that BytesPerLine can hold. */
+  return XSize <= IMAGE_MAX_PIXELS && YSize <= IMAGE_MAX_PIXELS
+      && (int64_t)XSize * YSize <= IMAGE_MAX_PIXELS;
 }
 
 IMAGE* IMAGE_Create(I32 XSize, I32 YSize, I32 NumColors) {
@@ -126,6 +127,10 @@ IMAGE* IMAGE_Copy(const IMAGE* pImage) {
 /*********************************************************************
 *  Pixels and palette
 */
+U8* IMAGE_GetRow(const IMAGE* pImage, I32 y) {
+  return _GetRowPtr(pImage, y);
+}
+
 U32 IMAGE_GetPixel(const IMAGE* pImage, I32 x, I32 y) {
   if (y >= pImage->YSize || x >= pImage->XSize) {
     return 0;
@@ -153,17 +158,18 @@ void IMAGE_SetPixel(IMAGE* pImage, I32 x, I32 y, U32 Value) {
   p[2] = (U8)Value;
 }
 
-U32 IMAGE_GetPixelColor(const IMAGE* pImage, I32 x, I32 y) {
+U32 IMAGE_GetIndex(const IMAGE* pImage, I32 x, I32 y) {
   U32 v = IMAGE_GetPixel(pImage, x, y);
+  return (I32)v < pImage->NumColors ? v : 0;
+}
+
+U32 IMAGE_GetPixelColor(const IMAGE* pImage, I32 x, I32 y) {
   if (pImage->NumColors) {
-    /* An index beyond the palette (from a malformed file) reads as black
-     * rather than past the colour table. */
-    if ((I32)v >= pImage->NumColors) {
-      return 0;
-    }
-    return IMAGE_GetColor(pImage, (I32)v);
+    /* An index beyond the palette (from a malformed file) reads as entry
+     * 0 rather than past the colour table, as the writers pack it. */
+    return IMAGE_GetColor(pImage, (I32)IMAGE_GetIndex(pImage, x, y));
   }
-  return v;
+  return IMAGE_GetPixel(pImage, x, y);
 }
 
 U32 IMAGE_GetColor(const IMAGE* pImage, I32 Index) {
@@ -227,6 +233,8 @@ void IMAGE_WriteDIB(const IMAGE* pImage, U8* pDest) {
     *p++ = (U8)c;
     *p++ = 0;
   }
+  /* Indices are packed through IMAGE_GetIndex and masked to the depth, so
+   * a malformed index never spills into the neighbouring pixels. */
   for (I32 y = pImage->YSize - 1; y >= 0; y--) {
     U8* pRow = p;
     I32 x = 0;
@@ -235,21 +243,21 @@ void IMAGE_WriteDIB(const IMAGE* pImage, U8* pDest) {
       while (x < pImage->XSize) {
         U8 Byte = 0;
         for (int i = 0; i < 8; i++) {
-          Byte = (U8)(Byte << 1 | IMAGE_GetPixel(pImage, x++, y));
+          Byte = (U8)(Byte << 1 | (IMAGE_GetIndex(pImage, x++, y) & 1));
         }
         *pRow++ = Byte;
       }
       break;
     case 4:
       while (x < pImage->XSize) {
-        U8 Hi = (U8)(IMAGE_GetPixel(pImage, x++, y) & 15);
-        U8 Lo = (U8)(IMAGE_GetPixel(pImage, x++, y) & 15);
+        U8 Hi = (U8)(IMAGE_GetIndex(pImage, x++, y) & 15);
+        U8 Lo = (U8)(IMAGE_GetIndex(pImage, x++, y) & 15);
         *pRow++ = (U8)(Hi << 4 | Lo);
       }
       break;
     case 8:
       for (; x < pImage->XSize; x++) {
-        *pRow++ = (U8)IMAGE_GetPixel(pImage, x, y);
+        *pRow++ = (U8)IMAGE_GetIndex(pImage, x, y);
       }
       break;
     default:

@@ -17,9 +17,10 @@ typedef int8_t   I8;
 typedef int16_t  I16;
 typedef int32_t  I32;
 
-/* Pixel store and info block together must stay below this many bytes.
- * Anything larger comes from a malformed or absurd file and is refused. */
-#define IMAGE_MAX_BYTES ((int64_t)1 << 30)
+/* The largest picture: 64 Mi pixels (8192 x 8192, or any other shape of
+ * that area). Anything larger comes from a malformed or absurd file and is
+ * refused; every command then runs on at most 192 MiB of pixels. */
+#define IMAGE_MAX_PIXELS ((int64_t)64 * 1024 * 1024)
 
 typedef struct {
   I32  XSize;
@@ -46,9 +47,17 @@ IMAGE* IMAGE_Copy(const IMAGE* pImage);
 int    IMAGE_IsSizeValid(I32 XSize, I32 YSize, I32 NumColors);
 
 /* Pixels and palette */
+/* Start of row y (0 is the top row) in the pixel store: XSize bytes of
+ * indices, or XSize groups of blue, green, red. For loops that walk whole
+ * rows; y must lie inside the image. */
+U8*  IMAGE_GetRow(const IMAGE* pImage, I32 y);
 U32  IMAGE_GetPixel(const IMAGE* pImage, I32 x, I32 y);
 void IMAGE_SetPixel(IMAGE* pImage, I32 x, I32 y, U32 Value);
 U32  IMAGE_GetPixelColor(const IMAGE* pImage, I32 x, I32 y);
+/* The palette index of a pixel of a palette image, never beyond the
+ * palette: an index at or above NumColors (only a malformed file brings
+ * one) reads as entry 0, here and in IMAGE_GetPixelColor. */
+U32  IMAGE_GetIndex(const IMAGE* pImage, I32 x, I32 y);
 U32  IMAGE_GetColor(const IMAGE* pImage, I32 Index);
 void IMAGE_SetColor(IMAGE* pImage, I32 Index, U32 Color);
 

@@ -23,6 +23,10 @@ static void _CloseLog(void) {
   }
 }
 
+/* The log is replaced at a run's first error; that run's later messages
+ * go to its end. Each message leaves in one write at the end of the file,
+ * so runs in the same folder at the same time never tear a line apart
+ * (one run's replacing the log drops the other's lines whole). */
 static void _LogError(const char* sText) {
   const char* sLogFile = _pBatch->pfGetLogFile();
   if (sLogFile == NULL || *sLogFile == 0) {
@@ -31,15 +35,25 @@ static void _LogError(const char* sText) {
   static int _IsCloseRegistered;
   if (_hLogFile == NULL) {
     /* A failed open is not reported: the writes below then do nothing. */
-    _hLogFile = PLAT_CreateWrite(sLogFile);
+    _hLogFile = PLAT_CreateLog(sLogFile);
     if (!_IsCloseRegistered) {
       PLAT_AtExit(_CloseLog);
       _IsCloseRegistered = 1;
     }
   }
-  PLAT_Write(_hLogFile, "\r\n", 2);
-  PLAT_Write(_hLogFile, sText, (unsigned)strlen(sText));
-  PLAT_Flush(_hLogFile);  /* the log is never held back in the program */
+  size_t Len = strlen(sText);
+  char   acLocal[512];
+  char*  pBuffer = (Len + 2 <= sizeof(acLocal)) ? acLocal : (char*)PLAT_Alloc(Len + 2);
+  if (pBuffer == NULL) {
+    return;
+  }
+  pBuffer[0] = '\r';
+  pBuffer[1] = '\n';
+  memcpy(pBuffer + 2, sText, Len);
+  PLAT_Write(_hLogFile, pBuffer, (unsigned)(Len + 2));
+  if (pBuffer != acLocal) {
+    PLAT_Free(pBuffer);
+  }
 }
 
 void MSG_Error(const char* sText) {

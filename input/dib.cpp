@@ -13,6 +13,8 @@
  */
 #include "dib.h"
 
+#include <string.h>
+
 #include "rle.h"
 
 typedef uint64_t U64;
@@ -34,8 +36,6 @@ typedef struct {
   U64       NumAvail;
 } _PIXELS;
 
-typedef U32 _PFN_PIXEL(const U8* pRow, I32 x, const U32* aMask);
-
 /*********************************************************************
 *  Bounded little-endian reads: bytes at or behind NumBytes read as 0
 */
@@ -53,80 +53,138 @@ static U32 _Get16(const U8* p) { return (U32)p[0] | (U32)p[1] << 8; }
 static U32 _Get32(const U8* p) { return _Get16(p) | _Get16(p + 2) << 16; }
 
 /*********************************************************************
-*  _MaskedToColor
+*  Bit masks
 *
 *  One channel: the masked value, shifted down with its mask until bit 0
 *  of the mask is set, scaled to 0..255 with truncation. The product is
 *  taken in 64 bits so that masks wider than 24 bits still give 0..255.
 *  A mask of 0 selects nothing and gives 0.
+*
+*  The shift is found once per mask, and for masks of up to 16 bits the
+*  scaled values are looked up in a table instead of divided per pixel.
 */
-static U32 _MaskedChannel(U32 Value, U32 Mask) {
+typedef struct {
+  U32 Mask;
+  int Shift;
+  U32 Max;             /* the mask shifted down */
+  U8  aLevel[65536];   /* scaled value of each shifted value up to Max, when Max < 65536 */
+} _CHANNEL;
+
+typedef struct {
+  _CHANNEL aChannel[3];   /* red, green, blue */
+} _MASKS;
+
+static void _InitChannel(_CHANNEL* pChannel, U32 Mask) {
+  pChannel->Mask  = Mask;
+  pChannel->Shift = 0;
+  pChannel->Max   = 0;
   if (Mask == 0) {
-    return 0;
+    return;
   }
-  Value &= Mask;
   while ((Mask & 1) == 0) {
-    Mask  >>= 1;
-    Value >>= 1;
+    Mask >>= 1;
+    pChannel->Shift++;
   }
-  return (U32)((U64)Value * 255 / Mask);
+  pChannel->Max = Mask;
+  if (Mask < 65536) {
+    for (U32 v = 0; v <= Mask; v++) {
+      pChannel->aLevel[v] = (U8)((U64)v * 255 / Mask);
+    }
+  }
 }
 
-static U32 _MaskedToColor(U32 Value, U32 MaskR, U32 MaskG, U32 MaskB) {
-  return _MaskedChannel(Value, MaskR)
-       | _MaskedChannel(Value, MaskG) << 8
-       | _MaskedChannel(Value, MaskB) << 16;
+static U32 _MaskedChannel(U32 Value, const _CHANNEL* pChannel) {
+  if (pChannel->Mask == 0) {
+    return 0;
+  }
+  U32 v = (Value & pChannel->Mask) >> pChannel->Shift;
+  if (pChannel->Max < 65536) {
+    return pChannel->aLevel[v];
+  }
+  return (U32)((U64)v * 255 / pChannel->Max);
+}
+
+/* Stores the colour of a masked pixel value as blue, green, red. */
+static void _PutMasked(U8* pDest, U32 Value, const _MASKS* pMasks) {
+  pDest[0] = (U8)_MaskedChannel(Value, &pMasks->aChannel[2]);
+  pDest[1] = (U8)_MaskedChannel(Value, &pMasks->aChannel[1]);
+  pDest[2] = (U8)_MaskedChannel(Value, &pMasks->aChannel[0]);
+}
+
+/* The masks are large (their tables); one set serves every decoder. */
+static _MASKS _Masks;
+
+static const _MASKS* _SetMasks(U32 MaskR, U32 MaskG, U32 MaskB) {
+  _InitChannel(&_Masks.aChannel[0], MaskR);
+  _InitChannel(&_Masks.aChannel[1], MaskG);
+  _InitChannel(&_Masks.aChannel[2], MaskB);
+  return &_Masks;
 }
 
 /*********************************************************************
-*  Pixel fetchers of the uncompressed depths
+*  Row decoders of the uncompressed depths: NumPixels pixels of a file
+*  row into a row of the image (indices, or blue, green, red).
 */
-static U32 _Pixel1(const U8* pRow, I32 x, const U32* aMask) {
-  (void)aMask;
-  return (U32)(pRow[x / 8] >> (7 - x % 8)) & 1;
+typedef void _PFN_ROW(const U8* pSrc, U8* pDest, I32 NumPixels, const _MASKS* pMasks);
+
+static void _Row1(const U8* pSrc, U8* pDest, I32 NumPixels, const _MASKS* pMasks) {
+  (void)pMasks;
+  for (I32 x = 0; x < NumPixels; x++) {
+    pDest[x] = (U8)((pSrc[x / 8] >> (7 - x % 8)) & 1);
+  }
 }
 
-static U32 _Pixel4(const U8* pRow, I32 x, const U32* aMask) {
-  (void)aMask;
-  U32 Byte = pRow[x / 2];
-  return (x & 1) ? (Byte & 15) : (Byte >> 4);
+static void _Row4(const U8* pSrc, U8* pDest, I32 NumPixels, const _MASKS* pMasks) {
+  (void)pMasks;
+  for (I32 x = 0; x < NumPixels; x++) {
+    U8 Byte = pSrc[x / 2];
+    pDest[x] = (x & 1) ? (U8)(Byte & 15) : (U8)(Byte >> 4);
+  }
 }
 
-static U32 _Pixel8(const U8* pRow, I32 x, const U32* aMask) {
-  (void)aMask;
-  return pRow[x];
+static void _Row8(const U8* pSrc, U8* pDest, I32 NumPixels, const _MASKS* pMasks) {
+  (void)pMasks;
+  memcpy(pDest, pSrc, (size_t)NumPixels);
 }
 
-static U32 _Pixel16(const U8* pRow, I32 x, const U32* aMask) {
-  return _MaskedToColor(_Get16(pRow + 2 * x), aMask[0], aMask[1], aMask[2]);
+static void _Row16(const U8* pSrc, U8* pDest, I32 NumPixels, const _MASKS* pMasks) {
+  for (I32 x = 0; x < NumPixels; x++, pSrc += 2, pDest += 3) {
+    _PutMasked(pDest, _Get16(pSrc), pMasks);
+  }
 }
 
-static U32 _Pixel24(const U8* pRow, I32 x, const U32* aMask) {
-  (void)aMask;
-  const U8* p = pRow + 3 * x;
-  return (U32)p[2] | (U32)p[1] << 8 | (U32)p[0] << 16;
+/* Files hold blue, green, red, as the image does. */
+static void _Row24(const U8* pSrc, U8* pDest, I32 NumPixels, const _MASKS* pMasks) {
+  (void)pMasks;
+  memcpy(pDest, pSrc, (size_t)NumPixels * 3);
 }
 
-static U32 _Pixel32RGB(const U8* pRow, I32 x, const U32* aMask) {
-  (void)aMask;
-  const U8* p = pRow + 4 * x;
-  return (U32)p[2] | (U32)p[1] << 8 | (U32)p[0] << 16;
+/* Blue, green, red and a byte that is dropped. */
+static void _Row32RGB(const U8* pSrc, U8* pDest, I32 NumPixels, const _MASKS* pMasks) {
+  (void)pMasks;
+  for (I32 x = 0; x < NumPixels; x++, pSrc += 4, pDest += 3) {
+    pDest[0] = pSrc[0];
+    pDest[1] = pSrc[1];
+    pDest[2] = pSrc[2];
+  }
 }
 
-static U32 _Pixel32(const U8* pRow, I32 x, const U32* aMask) {
-  return _MaskedToColor(_Get32(pRow + 4 * x), aMask[0], aMask[1], aMask[2]);
+static void _Row32(const U8* pSrc, U8* pDest, I32 NumPixels, const _MASKS* pMasks) {
+  for (I32 x = 0; x < NumPixels; x++, pSrc += 4, pDest += 3) {
+    _PutMasked(pDest, _Get32(pSrc), pMasks);
+  }
 }
 
 /*********************************************************************
 *  _DecodeRows
 *
-*  Walks the file's rows in file order and hands each complete pixel to
-*  the image. Row r of the file is image row YSize - 1 - r for a positive
+*  Walks the file's rows in file order and decodes each into its image
+*  row. Row r of the file is image row YSize - 1 - r for a positive
 *  biHeight (bottom-up) and row r for a negative one. The walk ends at
 *  the first pixel whose bytes are not all inside the data.
 */
 static void _DecodeRows(IMAGE* pImage, const _PIXELS* pPixels, const _HEADER* pHeader,
-                        int BitsPerPixel, U64 Stride, _PFN_PIXEL* pfnPixel, const U32* aMask) {
+                        int BitsPerPixel, U64 Stride, _PFN_ROW* pfnRow, const _MASKS* pMasks) {
   I32 XSize = pImage->XSize;
   I32 YSize = pImage->YSize;
   if (XSize <= 0) {
@@ -141,10 +199,7 @@ static void _DecodeRows(IMAGE* pImage, const _PIXELS* pPixels, const _HEADER* pH
     U64 NumWhole    = NumRowBytes * 8 / (U64)BitsPerPixel;  /* pixels whose bytes are all there */
     I32 NumPixels   = NumWhole < (U64)XSize ? (I32)NumWhole : XSize;
     I32 y = (pHeader->Height < 0) ? r : YSize - 1 - r;
-    const U8* pRow = pPixels->pData + Off;
-    for (I32 x = 0; x < NumPixels; x++) {
-      IMAGE_SetPixel(pImage, x, y, pfnPixel(pRow, x, aMask));
-    }
+    pfnRow(pPixels->pData + Off, IMAGE_GetRow(pImage, y), NumPixels, pMasks);
     if (NumPixels < XSize) {
       return;
     }
@@ -158,10 +213,12 @@ static U64 _PaddedStride(I32 XSize, int BitsPerPixel) {
 }
 
 /* The three masks that open BI_BITFIELDS data, and the pixels behind. */
-static _PIXELS _ReadMasks(const _PIXELS* pPixels, U32* aMask) {
+static _PIXELS _ReadMasks(const _PIXELS* pPixels, const _MASKS** ppMasks) {
+  U32 aMask[3];
   for (int i = 0; i < 3; i++) {
     aMask[i] = _GetLE(pPixels->pData, pPixels->NumAvail, 4 * (U64)i, 4);
   }
+  *ppMasks = _SetMasks(aMask[0], aMask[1], aMask[2]);
   _PIXELS Behind;
   U64 Skip = pPixels->NumAvail < 12 ? pPixels->NumAvail : 12;
   Behind.pData    = pPixels->pData + Skip;
@@ -173,54 +230,54 @@ static _PIXELS _ReadMasks(const _PIXELS* pPixels, U32* aMask) {
 *  The decoders, one per depth and compression
 */
 static const char* _Load1BPP(IMAGE* pImage, const _PIXELS* pPixels, const _HEADER* pHeader) {
-  _DecodeRows(pImage, pPixels, pHeader, 1, _PaddedStride(pImage->XSize, 1), _Pixel1, NULL);
+  _DecodeRows(pImage, pPixels, pHeader, 1, _PaddedStride(pImage->XSize, 1), _Row1, NULL);
   IMAGE_ShowStatus("Loaded 1 bpp bitmap");
   return NULL;
 }
 
 static const char* _Load4BPPUncompressed(IMAGE* pImage, const _PIXELS* pPixels, const _HEADER* pHeader) {
-  _DecodeRows(pImage, pPixels, pHeader, 4, _PaddedStride(pImage->XSize, 4), _Pixel4, NULL);
+  _DecodeRows(pImage, pPixels, pHeader, 4, _PaddedStride(pImage->XSize, 4), _Row4, NULL);
   IMAGE_ShowStatus("Loaded uncompressed 4 bpp bitmap");
   return NULL;
 }
 
 static const char* _Load8BPPUncompressed(IMAGE* pImage, const _PIXELS* pPixels, const _HEADER* pHeader) {
-  _DecodeRows(pImage, pPixels, pHeader, 8, _PaddedStride(pImage->XSize, 8), _Pixel8, NULL);
+  _DecodeRows(pImage, pPixels, pHeader, 8, _PaddedStride(pImage->XSize, 8), _Row8, NULL);
   IMAGE_ShowStatus("Loaded uncompressed 8 bpp bitmap");
   return NULL;
 }
 
 static const char* _Load16BPPRGB(IMAGE* pImage, const _PIXELS* pPixels, const _HEADER* pHeader) {
-  static const U32 _aMask555[3] = { 0x7C00, 0x03E0, 0x001F };
-  _DecodeRows(pImage, pPixels, pHeader, 16, _PaddedStride(pImage->XSize, 16), _Pixel16, _aMask555);
+  const _MASKS* pMasks = _SetMasks(0x7C00, 0x03E0, 0x001F);
+  _DecodeRows(pImage, pPixels, pHeader, 16, _PaddedStride(pImage->XSize, 16), _Row16, pMasks);
   IMAGE_ShowStatus("Loaded 16 bpp bitmap (RGB)");
   return NULL;
 }
 
 static const char* _Load16BPPBitfields(IMAGE* pImage, const _PIXELS* pPixels, const _HEADER* pHeader) {
-  U32 aMask[3];
-  _PIXELS Pixels = _ReadMasks(pPixels, aMask);
-  _DecodeRows(pImage, &Pixels, pHeader, 16, _PaddedStride(pImage->XSize, 16), _Pixel16, aMask);
+  const _MASKS* pMasks;
+  _PIXELS Pixels = _ReadMasks(pPixels, &pMasks);
+  _DecodeRows(pImage, &Pixels, pHeader, 16, _PaddedStride(pImage->XSize, 16), _Row16, pMasks);
   IMAGE_ShowStatus("Loaded 16 bpp bitmap (Bitfields)");
   return NULL;
 }
 
 static const char* _Load24BPP(IMAGE* pImage, const _PIXELS* pPixels, const _HEADER* pHeader) {
-  _DecodeRows(pImage, pPixels, pHeader, 24, _PaddedStride(pImage->XSize, 24), _Pixel24, NULL);
+  _DecodeRows(pImage, pPixels, pHeader, 24, _PaddedStride(pImage->XSize, 24), _Row24, NULL);
   IMAGE_ShowStatus("Loaded 24 bpp bitmap");
   return NULL;
 }
 
 static const char* _Load32BPPRGB(IMAGE* pImage, const _PIXELS* pPixels, const _HEADER* pHeader) {
-  _DecodeRows(pImage, pPixels, pHeader, 32, (U64)(U32)pImage->XSize * 4, _Pixel32RGB, NULL);
+  _DecodeRows(pImage, pPixels, pHeader, 32, (U64)(U32)pImage->XSize * 4, _Row32RGB, NULL);
   IMAGE_ShowStatus("Loaded 32 bpp bitmap (RGB)");
   return NULL;
 }
 
 static const char* _Load32BPPBitfields(IMAGE* pImage, const _PIXELS* pPixels, const _HEADER* pHeader) {
-  U32 aMask[3];
-  _PIXELS Pixels = _ReadMasks(pPixels, aMask);
-  _DecodeRows(pImage, &Pixels, pHeader, 32, (U64)(U32)pImage->XSize * 4, _Pixel32, aMask);
+  const _MASKS* pMasks;
+  _PIXELS Pixels = _ReadMasks(pPixels, &pMasks);
+  _DecodeRows(pImage, &Pixels, pHeader, 32, (U64)(U32)pImage->XSize * 4, _Row32, pMasks);
   IMAGE_ShowStatus("Loaded 32 bpp bitmap (BITFIELDS)");
   return NULL;
 }

@@ -310,7 +310,43 @@ static I32 _GetNextByte(LZW_CONTEXT* pLZW, GIF_CONTEXT* pContext) {
 *  The frame's pixels into the image from its top left corner; parts
 *  that lie outside the image fall away. Stops when the last pixel is out
 *  or the end code comes. Gives 1 when decoding failed.
+*
+*  A frame may be far larger than the screen. Decoding stops as soon as
+*  no pixel still to come can land on the screen, and then gives
+*  _FRAME_CUT: the rest of the frame's data is not decoded, so its end is
+*  not known either, and the caller stops reading the file there. A file
+*  whose frame fits its screen is read to the frame's end as before.
 */
+#define _FRAME_CUT 2
+
+/* Steps y (and the interlace pass) on to the frame's next row. */
+static void _NextRow(I32* pY, int* pPass, int IsInterlaced, I32 YSize) {
+  if (!IsInterlaced) {
+    (*pY)++;
+    return;
+  }
+  *pY += _aInterlaceStep[*pPass];
+  while (*pY >= YSize && *pPass < 3) {
+    (*pPass)++;
+    *pY = _aInterlaceStart[*pPass];
+  }
+}
+
+/* Whether row y of pass Pass, or any row after it, lies on the screen.
+ * Rows of one pass go down the frame; a later pass starts again at its
+ * start row when the frame has that row. */
+static int _IsRowLeftOnScreen(I32 y, int Pass, int IsInterlaced, I32 YSize, I32 ScreenYSize) {
+  if (y < ScreenYSize) {
+    return 1;
+  }
+  for (int p = Pass + 1; IsInterlaced && p < 4; p++) {
+    if (_aInterlaceStart[p] < YSize && _aInterlaceStart[p] < ScreenYSize) {
+      return 1;
+    }
+  }
+  return 0;
+}
+
 static int _ReadImage(GIF_CONTEXT* pContext, const GIF_IMAGE_DESC* pDesc, IMAGE* pImage) {
   static LZW_CONTEXT _LZW;   /* 15 KB: kept off the stack */
   LZW_CONTEXT* pLZW = &_LZW;
@@ -318,11 +354,29 @@ static int _ReadImage(GIF_CONTEXT* pContext, const GIF_IMAGE_DESC* pDesc, IMAGE*
   I32 XSize     = pDesc->XSize;
   I32 YSize     = pDesc->YSize;
   I32 NumColors = pDesc->NumColors;
+  I32 ScreenXSize = IMAGE_GetXSize(pImage);
+  I32 ScreenYSize = IMAGE_GetYSize(pImage);
   int IsInterlaced = (pDesc->Flags & 0x40) != 0;
   int Pass = 0;
   I32 y = 0;
   for (I32 Row = 0; Row < YSize; Row++) {
-    for (I32 x = 0; x < XSize; x++) {
+    if (ScreenXSize == 0 || !_IsRowLeftOnScreen(y, Pass, IsInterlaced, YSize, ScreenYSize)) {
+      return _FRAME_CUT;
+    }
+    I32 NextY    = y;
+    int NextPass = Pass;
+    _NextRow(&NextY, &NextPass, IsInterlaced, YSize);
+    /* On the last row that lands, the pixels right of the screen need not
+     * be decoded either. */
+    I32 XEnd = XSize;
+    int IsCut = 0;
+    if (XSize > ScreenXSize && (Row + 1 == YSize || !_IsRowLeftOnScreen(NextY, NextPass, IsInterlaced, YSize, ScreenYSize))) {
+      XEnd  = ScreenXSize;
+      IsCut = 1;
+    }
+    U8* pRow     = (y < ScreenYSize) ? IMAGE_GetRow(pImage, y) : NULL;
+    I32 NumOnRow = (XEnd < ScreenXSize) ? XEnd : ScreenXSize;
+    for (I32 x = 0; x < XEnd; x++) {
       I32 Index;
       if (pLZW->pStack > pLZW->aStack) {
         Index = *--pLZW->pStack;
@@ -335,17 +389,15 @@ static int _ReadImage(GIF_CONTEXT* pContext, const GIF_IMAGE_DESC* pDesc, IMAGE*
       if (Index < 0 || Index >= NumColors) {
         return 1;
       }
-      IMAGE_SetPixel(pImage, x, y, (U32)Index);
-    }
-    if (IsInterlaced) {
-      y += _aInterlaceStep[Pass];
-      while (y >= YSize && Pass < 3) {
-        Pass++;
-        y = _aInterlaceStart[Pass];
+      if (pRow && x < NumOnRow) {
+        pRow[x] = (U8)Index;
       }
-    } else {
-      y++;
     }
+    if (IsCut) {
+      return _FRAME_CUT;
+    }
+    y    = NextY;
+    Pass = NextPass;
   }
   return 0;
 }
@@ -406,6 +458,13 @@ static IMAGE* _ReadGIF(GIF_CONTEXT* pContext) {
         IMAGE_ShowError("Image descriptor could not be read");
         return NULL;
       }
+      /* A frame larger than the largest picture is refused like such a
+       * picture: IMAGE_Create gives the size message and no image. */
+      if (!IMAGE_IsSizeValid(Desc.XSize, Desc.YSize, NumColors)) {
+        IMAGE_Free(pImage);
+        IMAGE_Free(IMAGE_Create(Desc.XSize, Desc.YSize, NumColors));
+        return NULL;
+      }
       if (Desc.Flags & 0x80) {
         /* The table's own size tells where the data goes on; entries
          * beyond the screen's palette have no place and are passed over. */
@@ -418,10 +477,14 @@ static IMAGE* _ReadGIF(GIF_CONTEXT* pContext) {
       if (TransIndex >= 0 && TransIndex < NumColors) {
         IMAGE_SetColor(pImage, TransIndex, GIF_TRANS_MARKER);
       }
-      if (_ReadImage(pContext, &Desc, pImage)) {
+      int Result = _ReadImage(pContext, &Desc, pImage);
+      if (Result == 1) {
         IMAGE_Free(pImage);
         IMAGE_ShowError("Image could not be read");
         return NULL;
+      }
+      if (Result == _FRAME_CUT) {
+        break;    /* where the frame's data ends is not known */
       }
     } else {
       break;    /* the trailer, anything unknown, or the end of the data */

@@ -10,6 +10,8 @@
  */
 #include "rle.h"
 
+#include <string.h>
+
 typedef uint64_t U64;
 
 #define SBMP_MAX_FILE_SIZE 8000000u
@@ -26,16 +28,22 @@ static U32 _At(const _SOURCE* pSource, U64 i) {
   return i < pSource->NumAvail ? pSource->pData[i] : 0;
 }
 
-/* x and y are kept in 64 bits: delta codes can take y far below 0, and a
- * long stream can run x far past the right edge. */
-static void _PutPixel(IMAGE* pImage, int64_t x, int64_t y, U32 Value) {
-  if (x >= 0 && y >= 0 && x < pImage->XSize && y < pImage->YSize) {
-    IMAGE_SetPixel(pImage, (I32)x, (I32)y, Value);
-  }
-}
-
 static U32 _Nibble(U32 Byte, U32 k) {
   return (k & 1) ? (Byte & 15) : (Byte >> 4);
+}
+
+/* The part of a run of NumPixels at (x, y) that lies inside the image:
+ * gives the row and sets *pFirst and *pEnd to the run's pixel numbers
+ * that land (from *pFirst up to *pEnd, not included); null when none
+ * does. x and y are kept in 64 bits: delta codes can take y far below 0,
+ * and a long stream can run x far past the right edge. */
+static U8* _ClipRun(IMAGE* pImage, int64_t x, int64_t y, U32 NumPixels, U32* pFirst, U32* pEnd) {
+  if (y < 0 || y >= pImage->YSize || x >= pImage->XSize || x + NumPixels <= 0) {
+    return NULL;
+  }
+  *pFirst = (x < 0) ? (U32)(-x) : 0;
+  *pEnd   = (x + NumPixels > pImage->XSize) ? (U32)(pImage->XSize - x) : NumPixels;
+  return IMAGE_GetRow(pImage, (I32)y) + x;
 }
 
 /*********************************************************************
@@ -87,8 +95,10 @@ static const char* _Decompress(IMAGE* pImage, const U8* pData, I32 NumPixelBytes
     i += 2;
     if (b0) {
       /* A run of b0 pixels; RLE4 alternates the two nibbles of b1. */
-      for (U32 k = 0; k < b0; k++) {
-        _PutPixel(pImage, x + k, y, Is4 ? _Nibble(b1, k) : b1);
+      U32 First, End;
+      U8* pRun = _ClipRun(pImage, x, y, b0, &First, &End);
+      for (U32 k = First; pRun && k < End; k++) {
+        pRun[k] = (U8)(Is4 ? _Nibble(b1, k) : b1);
       }
       x += b0;
       continue;
@@ -117,17 +127,20 @@ static const char* _Decompress(IMAGE* pImage, const U8* pData, I32 NumPixelBytes
     /* Absolute run of b1 pixels; the bytes read are padded to an even
      * count. */
     U32 NumBytes = Is4 ? (b1 + 1) / 2 : b1;
-    int IsCut = 0;
-    for (U32 k = 0; k < b1; k++) {
-      U64 Pos = i + (Is4 ? k / 2 : k);
-      if (Pos >= Source.NumTotal) {
-        IsCut = 1;
-        break;
-      }
-      U32 Byte = _At(&Source, Pos);
-      _PutPixel(pImage, x + k, y, Is4 ? _Nibble(Byte, k) : Byte);
+    U32 First, End;
+    U8* pRun = _ClipRun(pImage, x, y, b1, &First, &End);
+    /* Only pixels whose byte lies inside the data are written. */
+    U64 NumInData = (Source.NumTotal > i) ? (Source.NumTotal - i) * (Is4 ? 2 : 1) : 0;
+    if (NumInData < End) {
+      End = (U32)NumInData;
     }
-    if (IsCut) {
+    for (U32 k = First; pRun && k < End; k++) {
+      U32 Byte = _At(&Source, i + (Is4 ? k / 2 : k));
+      pRun[k] = (U8)(Is4 ? _Nibble(Byte, k) : Byte);
+    }
+    /* A run cut by the end of the data ends the decoding, with its
+     * pixels that were there. */
+    if (i + NumBytes > Source.NumTotal) {
       break;
     }
     x += b1;
@@ -170,6 +183,21 @@ const char* DecompressRLE8(IMAGE* pImage, const U8* pData, I32 NumPixelBytes, U3
 */
 static U32 _Get16(const U8* p) {
   return (U32)p[0] | (U32)p[1] << 8;
+}
+
+/* NumPixels pixels of one value from (x, y) on, inside one row. */
+static void _FillRow(IMAGE* pImage, I32 x, I32 y, I32 NumPixels, U32 Value) {
+  U8* p = IMAGE_GetRow(pImage, y);
+  if (pImage->BitsPerPixel == 8) {
+    memset(p + x, (U8)Value, (size_t)NumPixels);
+    return;
+  }
+  p += 3 * (size_t)x;
+  for (I32 i = 0; i < NumPixels; i++, p += 3) {
+    p[0] = (U8)(Value >> 16);
+    p[1] = (U8)(Value >> 8);
+    p[2] = (U8)Value;
+  }
 }
 
 IMAGE* SBMP_LoadFromMemory(const U8* pData, U32 NumBytes) {
@@ -217,14 +245,18 @@ IMAGE* SBMP_LoadFromMemory(const U8* pData, U32 NumBytes) {
     p += RecordSize;
     /* Pixels behind the last one of the image are dropped. */
     int64_t NumNow = (n + Run <= NumPixels) ? Run : NumPixels - n;
-    for (int64_t k = 0; k < NumNow; k++) {
-      IMAGE_SetPixel(pImage, x, y, Value);
-      if (++x == XSize) {
+    n += NumNow;
+    while (NumNow > 0) {
+      /* The part of the run in this row */
+      I32 NumRow = (NumNow < XSize - x) ? (I32)NumNow : XSize - x;
+      _FillRow(pImage, x, y, NumRow, Value);
+      NumNow -= NumRow;
+      x += NumRow;
+      if (x == XSize) {
         x = 0;
         y++;
       }
     }
-    n += NumNow;
     if (n >= NumPixels) {
       break;
     }

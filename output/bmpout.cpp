@@ -46,6 +46,7 @@ int IMAGE_SaveBMP(const IMAGE* pImage, PLAT_FILE* hFile) {
   U8* pBlock = (U8*)PLAT_Alloc(NumDIBBytes);
   if (pBlock == NULL) {
     IMAGE_ShowError("Out of memory");
+    PLAT_Discard(hFile);   /* no half file in place of the old one */
     return 1;
   }
   IMAGE_WriteDIB(pImage, pBlock);
@@ -92,6 +93,7 @@ int IMAGE_SaveStream(const IMAGE* pImage, PLAT_FILE* hFile) {
     /* No row form for this image: nothing at all is written, not even the
      * header, so that no file exists that claims a depth it doesn't have.
      * The save dialog offers the stream for palette images only. */
+    PLAT_Discard(hFile);
     return 1;
   }
   /* Header: eight 16-bit fields; only the low 16 bits of each value go. */
@@ -126,7 +128,7 @@ int IMAGE_SaveStream(const IMAGE* pImage, PLAT_FILE* hFile) {
     for (I32 x = 0; x < pImage->XSize; x += PixelsPerByte) {
       U32 Byte = 0;
       for (int i = 0; i < PixelsPerByte; i++) {
-        U32 v = IMAGE_GetPixel(pImage, x + i, y) & Mask;
+        U32 v = IMAGE_GetIndex(pImage, x + i, y) & Mask;
         Byte |= v << (8 - BitsPerPixel * (i + 1));
       }
       U8 b = (U8)Byte;

@@ -240,6 +240,7 @@ IMAGE* GIF_SaveFile(IMAGE* pImage, PLAT_FILE* hFile) {
   IMAGE* pReduced = CONVERT_IntoBestPalette(pImage);
   if (pReduced == NULL) {
     IMAGE_Free(pImage);       /* a conversion that fails leaves it to us */
+    PLAT_Discard(hFile);      /* nothing to write: the old file stays */
     return NULL;
   }
   I32 NumColors = IMAGE_GetNumColors(pReduced);

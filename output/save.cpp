@@ -139,6 +139,9 @@ static void _WriteFormatted(PLAT_FILE* hFile, const char* sFormat, ...) {
   }
   char* pBuffer = (char*)PLAT_Alloc((size_t)Len + 1);
   if (pBuffer == NULL) {
+    /* A file with a piece missing is no file: the save is given up. */
+    IMAGE_ShowError("Out of memory");
+    PLAT_Discard(hFile);
     return;
   }
   va_start(Args, sFormat);
@@ -330,7 +333,9 @@ static void _WriteRows(const IMAGE* pImage, PLAT_FILE* hFile) {
     _ByteValue     = 0;
     _WriteText(hFile, "  ", 2);
     for (I32 x = 0; x < pImage->XSize; x++) {
-      U32 v = IMAGE_GetPixel(pImage, x, y);
+      /* An index beyond the palette is entry 0; one too wide for the
+       * format keeps its low bits and leaves its neighbours alone. */
+      U32 v = IMAGE_GetIndex(pImage, x, y) & ((1u << _BitsPerPixel) - 1);
       _ByteValue |= v << (8 - _BitsPerPixel - _NumBitsInByte);
       _NumBitsInByte += (U32)_BitsPerPixel;
       if (_NumBitsInByte == 8) {
@@ -574,12 +579,18 @@ static void _WriteAbsHead(PLAT_FILE* hFile, U32 n, I32 x, I32 y) {
   _WriteText(hFile, ac, (U32)Len);
 }
 
+/* The index as the run-length formats write it: within the palette and
+ * within the bits of the depth. */
+static U32 _GetPackedIndex(const IMAGE* pImage, I32 x, I32 y) {
+  return IMAGE_GetIndex(pImage, x, y) & ((1u << _BitsPerPixel) - 1);
+}
+
 /* A run at 4 or 8 bits per pixel: the index stands in a whole byte. */
 static U32 _WriteRun(const IMAGE* pImage, PLAT_FILE* hFile, U32 i, U32 n) {
   char acItem[16];
   I32  x, y;
   _GetPos(pImage, i, &x, &y);
-  int ItemLen = _FormatByteItem(acItem, IMAGE_GetPixel(pImage, x, y));
+  int ItemLen = _FormatByteItem(acItem, _GetPackedIndex(pImage, x, y));
   return _WriteRunPiece(hFile, n, x, y, acItem, ItemLen);
 }
 
@@ -594,10 +605,10 @@ static U32 _WriteAbs(const IMAGE* pImage, PLAT_FILE* hFile, U32 i, U32 n) {
   _WriteAbsHead(hFile, n, x, y);
   if (_BitsPerPixel == 4) {
     for (U32 k = 0; k < n; k += 2) {
-      U32 v = IMAGE_GetPixel(pImage, x, y) << 4;
+      U32 v = _GetPackedIndex(pImage, x, y) << 4;
       _StepPos(pImage, &x, &y);
       if (k + 1 < n) {
-        v |= IMAGE_GetPixel(pImage, x, y);
+        v |= _GetPackedIndex(pImage, x, y);
         _StepPos(pImage, &x, &y);
       }
       _WriteText(hFile, ac, (U32)_FormatByteItem(ac, v));
@@ -605,7 +616,7 @@ static U32 _WriteAbs(const IMAGE* pImage, PLAT_FILE* hFile, U32 i, U32 n) {
     Result = (n + 1) / 2 + 2;
   } else {
     for (U32 k = 0; k < n; k++) {
-      _WriteText(hFile, ac, (U32)_FormatByteItem(ac, IMAGE_GetPixel(pImage, x, y)));
+      _WriteText(hFile, ac, (U32)_FormatByteItem(ac, _GetPackedIndex(pImage, x, y)));
       _StepPos(pImage, &x, &y);
     }
     Result = n + 2;
@@ -678,8 +689,13 @@ static void _WriteRLE16(const IMAGE* pImage, PLAT_FILE* hFile, int Swapped) {
 *  Symbol name
 */
 /* From the path: cut at its first dot, drop every directory (backslash
- * or slash), remove the blanks. Nothing else is changed, so the result
- * need not be a valid C identifier. sPath is shorter than 260. */
+ * or slash), remove the blanks. The result stands behind "ac", "Pal",
+ * "Colors" and "bm" and is shown in the banner, so it must be a C
+ * identifier of its own: every other character that can't stand in one
+ * (a hyphen, a control or non-ASCII byte) becomes '_', and a name that
+ * starts with a digit gets a '_' in front. A name that is already an
+ * identifier stays as it is. sPath is shorter than 260; acName holds
+ * MAX_NAME_LENGTH + 2 characters. */
 static void _MakeSymbolName(char* acName, const char* sPath) {
   char  acPath[MAX_NAME_LENGTH + 1];
   char* s;
@@ -696,11 +712,18 @@ static void _MakeSymbolName(char* acName, const char* sPath) {
   }
   char* pDest = acName;
   for (; *s; s++) {
-    if (*s != ' ') {
-      *pDest++ = *s;
+    char c = *s;
+    if (c == ' ') {
+      continue;
     }
+    int IsIdentChar = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_';
+    *pDest++ = IsIdentChar ? c : '_';
   }
   *pDest = 0;
+  if (acName[0] >= '0' && acName[0] <= '9') {
+    memmove(acName + 1, acName, strlen(acName) + 1);
+    acName[0] = '_';
+  }
 }
 
 /*********************************************************************
@@ -721,7 +744,7 @@ static void _WriteArrayHead(PLAT_FILE* hFile, int ElementType, const char* sName
 }
 
 IMAGE* IMAGE_SaveFile(IMAGE* pImage, PLAT_FILE* hFile, int Type, const char* sFileName, const SAVEFORMAT* pFormat) {
-  char acName[MAX_NAME_LENGTH + 1];
+  char acName[MAX_NAME_LENGTH + 2];
   char acPictureLine[MAX_NAME_LENGTH + 64];
   char acPaletteLine[MAX_NAME_LENGTH + 64];
   char acBitsPerPixel[24];
@@ -746,6 +769,7 @@ IMAGE* IMAGE_SaveFile(IMAGE* pImage, PLAT_FILE* hFile, int Type, const char* sFi
     return pImage;
   default:
     IMAGE_ShowError("Unsupported file type");
+    PLAT_Discard(hFile);
     return pImage;
   }
   /* Type 1: C bitmap file */
@@ -753,10 +777,12 @@ IMAGE* IMAGE_SaveFile(IMAGE* pImage, PLAT_FILE* hFile, int Type, const char* sFi
   const FORMAT_INFO* pInfo = _GetFormatInfo(pFormat->Format);
   if (pInfo == NULL) {
     /* There is no format 3 (nor any number outside the table): no layout
-     * exists for it, so it is refused before anything is written. */
+     * exists for it, so it is refused before anything is written, and
+     * the file it would have replaced stays. */
     char ac[64];
     snprintf(ac, sizeof(ac), "Format %d is not a valid format", pFormat->Format);
     IMAGE_ShowError(ac);
+    PLAT_Discard(hFile);
     return pImage;
   }
   /* A true-colour image has no indices for the palette formats. A palette
@@ -765,12 +791,14 @@ IMAGE* IMAGE_SaveFile(IMAGE* pImage, PLAT_FILE* hFile, int Type, const char* sFi
   int IsIndexed = pInfo->BitsPerPixel <= 8;
   if (pImage->NumColors == 0 && IsIndexed) {
     IMAGE_ShowError("FORMAT does not fit to bitmap!");
+    PLAT_Discard(hFile);
     return pImage;
   }
   _BitsPerPixel = pInfo->BitsPerPixel;
   long long BytesPerLine = ((long long)_BitsPerPixel * pImage->XSize + 7) / 8;
   if (strlen(sFileName) >= 260) {
     IMAGE_ShowError("Filename too long");
+    PLAT_Discard(hFile);   /* a refused save leaves the target as it was */
     return pImage;
   }
   _MakeSymbolName(acName, sFileName);

@@ -24,19 +24,40 @@ enum {
 /* Opens an existing file for reading. On failure returns null and puts
  * one of the codes above in *pError (when pError is not null). */
 PLAT_FILE* PLAT_OpenRead(const char* sPath, int* pError);
-/* Creates a file for writing, replacing an existing one. Writes are
- * buffered; the bytes that reach the file are those written, in order. */
+/* Creates a file for writing that is to replace sPath. The bytes go to a
+ * temporary file beside it; PLAT_Close puts it in place. A device, a FIFO
+ * or /dev/stdout is written directly. Null when sPath can't be written
+ * (a folder, a file without write permission, a missing folder). Writes
+ * are buffered; the bytes that reach the file are those written, in order. */
 PLAT_FILE* PLAT_CreateWrite(const char* sPath);
+/* Creates (replaces) a file of which every PLAT_Write goes to its end in
+ * one piece, unbuffered: writers in other processes never come between
+ * the bytes of one write. */
+PLAT_FILE* PLAT_CreateLog(const char* sPath);
 /* Reads up to NumBytes; gives the count read. */
 uint32_t   PLAT_Read(PLAT_FILE* pFile, void* pData, uint32_t NumBytes);
-/* Writes NumBytes; gives the count accepted. */
+/* Writes NumBytes; gives the count accepted. After a failure nothing more
+ * is accepted. */
 uint32_t   PLAT_Write(PLAT_FILE* pFile, const void* pData, uint32_t NumBytes);
 /* Hands buffered bytes to the system now. */
 void       PLAT_Flush(PLAT_FILE* pFile);
 /* Size in bytes of an open file; sizes past 4 GiB read as 0xFFFFFFFF. */
 uint32_t   PLAT_GetFileSize(PLAT_FILE* pFile);
-/* Flushes and closes. A null file is accepted. */
-void       PLAT_Close(PLAT_FILE* pFile);
+/* Gives up a file being written: PLAT_Close then leaves the target as it
+ * was. For a refused save, after its own report. */
+void       PLAT_Discard(PLAT_FILE* pFile);
+
+enum {
+  PLAT_CLOSE_OK        = 0,
+  PLAT_CLOSE_FAILED    = 1,   /* a write, the close or the replacement failed */
+  PLAT_CLOSE_DISCARDED = 2    /* PLAT_Discard was called */
+};
+/* Flushes and closes. A file from PLAT_CreateWrite replaces its target
+ * only when all went well; otherwise the target stays as it was and the
+ * temporary is removed. A null file is accepted. */
+int        PLAT_Close(PLAT_FILE* pFile);
+/* The system's reason of the last failure of a file written. */
+const char* PLAT_GetErrorText(void);
 
 /*********************************************************************
 *  Memory: zero-filled blocks that do not move. Null when not available.

@@ -264,7 +264,7 @@ TEST(CSourceName, FromPath) {
     { "C:\\pics\\logo 1.bmp",        "logo1" },
     { "C:\\pics.old\\logo.c",        "pics" },      /* first dot of the path ends it */
     { "..\\logo.c",                  "" },
-    { "/home/u/my pics/logo-2.c",    "logo-2" },    /* hyphen stays */
+    { "/home/u/my pics/logo-2.c",    "logo_2" },    /* no C identifier: hyphen made '_' */
     { "/home/u.v/pics/logo.c",       "u" },
     { "a\\b/c d\\e f/g h i",         "ghi" },       /* both marks, no extension */
     { "plain",                       "plain" },

@@ -154,20 +154,3 @@ TEST_F(Geometry, BothInversionsInvertTrueColourPixels) {
   }
 }
 
-TEST_F(Geometry, QuarterTurnThatCannotBeMadeKeepsTheArgument) {
-  /* 5 rows of 2^27 + 1 palette pixels fit the size limit; turned, each of
-   * the 2^27 + 1 rows is padded to 8 bytes and the whole exceeds it. The
-   * blocks are never touched, so they cost no real memory. */
-  const I32 XSize = (1 << 27) + 1;
-  IMAGE* p = IMAGE_Create(XSize, 5, 2);
-  ASSERT_NE(p, nullptr);
-  IMAGE_SetPixel(p, 0, 0, 1);
-  for (int IsCW : {0, 1}) {
-    Reports.Clear();
-    EXPECT_EQ(IsCW ? IMAGE_Rotate90CW(p) : IMAGE_Rotate90CCW(p), nullptr);
-    EXPECT_EQ(Reports.Errors.size(), 1u);
-    EXPECT_EQ(p->XSize, XSize);   /* still alive and not turned */
-    EXPECT_EQ(IMAGE_GetPixel(p, 0, 0), 1u);
-  }
-  IMAGE_Free(p);
-}

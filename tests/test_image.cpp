@@ -64,11 +64,11 @@ TEST(Image, PaletteEntryByteOrder) {
   IMAGE_Free(p);
 }
 
-TEST(Image, OutOfRangeIndexReadsBlack) {
+TEST(Image, OutOfRangeIndexReadsEntry0) {
   IMAGE* p = IMAGE_Create(1, 1, 2);
   IMAGE_SetColor(p, 0, 0xFFFFFF);
   IMAGE_SetPixel(p, 0, 0, 200);
-  EXPECT_EQ(IMAGE_GetPixelColor(p, 0, 0), 0u);
+  EXPECT_EQ(IMAGE_GetPixelColor(p, 0, 0), 0xFFFFFFu);
   IMAGE_Free(p);
 }
 

@@ -43,7 +43,7 @@ IMAGE* PlainConvert(const IMAGE* pSrc, const Table& aPal) {
   for (int y = 0; y < pSrc->YSize; y++) {
     for (int x = 0; x < pSrc->XSize; x++) {
       uint32_t v = IMAGE_GetPixel(pSrc, x, y);
-      uint32_t Color = pSrc->NumColors == 0 ? v : (int)v < pSrc->NumColors ? IMAGE_GetColor(pSrc, (int)v) : 0;
+      uint32_t Color = pSrc->NumColors == 0 ? v : IMAGE_GetColor(pSrc, (int)v < pSrc->NumColors ? (int)v : 0);
       IMAGE_SetPixel(p, x, y, (uint32_t)PlainNearest(Color, aPal));
     }
   }
@@ -209,7 +209,7 @@ TEST(Conversion, NearestColorRules) {
 
 /* A palette image onto its own palette keeps its indices, except that a
  * later duplicate entry gives way to the first. An index past the source
- * palette maps as black does. */
+ * palette maps as entry 0 does. */
 TEST(Conversion, PaletteSourceGoesThroughItsEntries) {
   ReportCatcher Catcher;
   uint32_t aPal[] = { 0x102030, 0xFFFFFF, 0x102030, 0x000000, 0x405060 };
@@ -220,7 +220,7 @@ TEST(Conversion, PaletteSourceGoesThroughItsEntries) {
   IMAGE_SetPixel(p, 6, 0, 255);
   PALETTE Pal = { 5, aPal };
   p = CONVERT_IntoPalette(p, &Pal);
-  uint32_t aExpected[] = { 0, 1, 0, 3, 4, 3, 3 };
+  uint32_t aExpected[] = { 0, 1, 0, 3, 4, 0, 0 };
   for (int x = 0; x < 7; x++) EXPECT_EQ(IMAGE_GetPixel(p, x, 0), aExpected[x]) << x;
   IMAGE_Free(p);
 }

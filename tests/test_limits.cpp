@@ -1,0 +1,182 @@
+/* The size limit of pictures, and work that stays bounded on the largest
+ * picture and on hostile files that declare far larger ones. */
+#include <gtest/gtest.h>
+
+#include "geometry/geometry.h"
+#include "input/gif.h"
+#include "input/loader.h"
+#include "input/rle.h"
+#include "testutil.h"
+
+namespace {
+
+/* A GIF of one colour on a ScreenX x ScreenY screen with a frame of
+ * FrameX x FrameY. The LZW stream builds runs of index 0 up to 2,900
+ * pixels and repeats the longest, until NumPixels are coded; it has no end
+ * code, so a reader that wants more pixels than that fails. */
+std::string MakeGIFBomb(U32 ScreenX, U32 ScreenY, U32 FrameX, U32 FrameY, uint64_t NumPixels) {
+  std::string s = "GIF89a";
+  Put16(s, ScreenX);
+  Put16(s, ScreenY);
+  s += std::string("\x81\0\0" "\0\0\0\xFF\xFF\xFF\0\0\0\0\0\0" ",\0\0\0\0", 20);
+  Put16(s, FrameX);
+  Put16(s, FrameY);
+  s += std::string("\0\2", 2);
+  std::string Data;
+  U32 Acc = 0;
+  int NumAcc = 0, CodeSize = 3, MaxCode = 6, MaxCodeSize = 8;
+  auto Emit = [&](int Code, bool AddsEntry) {
+    for (Acc |= (U32)Code << NumAcc, NumAcc += CodeSize; NumAcc >= 8; Acc >>= 8, NumAcc -= 8) {
+      Data += (char)Acc;
+    }
+    if (AddsEntry && MaxCode < 4096 && ++MaxCode >= MaxCodeSize && MaxCodeSize < 4096) {
+      MaxCodeSize *= 2;
+      CodeSize++;
+    }
+  };
+  Emit(4, false);   /* clear */
+  Emit(0, false);
+  uint64_t n = 1;
+  int Code = 6;     /* code c stands for c - 4 pixels */
+  while (n < NumPixels) {
+    Emit(Code, true);
+    n += (uint64_t)(Code - 4);
+    Code += (Code < 2904);
+  }
+  if (NumAcc) {
+    Data += (char)Acc;
+  }
+  for (size_t i = 0; i < Data.size(); i += 255) {
+    s += (char)std::min<size_t>(255, Data.size() - i);
+    s.append(Data, i, 255);
+  }
+  return s + std::string("\0;", 2);
+}
+
+IMAGE* LoadFile(const std::string& Bytes, const char* sName, int Type) {
+  TempDir Dir;
+  WriteFileBytes(Dir.File(sName), Bytes);
+  PLAT_FILE* hFile = PLAT_OpenRead(Dir.File(sName).c_str(), nullptr);
+  IMAGE* pImage = IMAGE_LoadFile(hFile, Type);
+  PLAT_Close(hFile);
+  return pImage;
+}
+
+}  // namespace
+
+TEST(Limits, PicturesAboveSixtyFourMiPixelsAreRefusedWithTheSizeMessage) {
+  ReportCatcher Reports;
+  for (auto Size : std::vector<std::pair<I32, I32>>{{8192, 8192}, {1 << 26, 1}, {1, 1 << 26}, {1 << 26, 0}}) {
+    EXPECT_TRUE(IMAGE_IsSizeValid(Size.first, Size.second, 0)) << Size.first << " x " << Size.second;
+  }
+  for (auto Size : std::vector<std::pair<I32, I32>>{{8193, 8192}, {(1 << 26) + 1, 1}, {65535, 65535}, {0x7FFFFFFF, 0}}) {
+    EXPECT_FALSE(IMAGE_IsSizeValid(Size.first, Size.second, 2)) << Size.first << " x " << Size.second;
+  }
+  EXPECT_EQ(IMAGE_Create(8193, 8192, 2), nullptr);
+  EXPECT_EQ(Reports.Errors, std::vector<std::string>{"Image size 8193 * 8192 not supported"});
+}
+
+TEST(Limits, TinyFilesDeclaringHugePicturesAreRefusedAtOnce) {
+  ReportCatcher Reports;
+  /* 62 bytes of Windows Bitmap: 65,535 x 16,383 at 1 bit, two colours. */
+  std::string Bmp = "BM";
+  for (U32 v : {62u, 0u, 62u, 40u, 65535u, 16383u}) {
+    Put32(Bmp, v);
+  }
+  Put16(Bmp, 1);
+  Put16(Bmp, 1);
+  Bmp += std::string(24 + 8, '\0');
+  ASSERT_EQ(Bmp.size(), 62u);
+  EXPECT_EQ(LoadFile(Bmp, "huge.bmp", 0), nullptr);
+  EXPECT_EQ(Reports.Errors, std::vector<std::string>{"Image size 65535 * 16383 not supported"});
+
+  /* .sbmp of 65,535 x 16,383 with a palette and records enough for all. */
+  Reports.Clear();
+  std::string Sbmp = "SB";
+  Put16(Sbmp, 65535);
+  Put16(Sbmp, 16383);
+  Put16(Sbmp, 2);
+  Sbmp += std::string("\0\0\0\xFF\xFF\xFF", 6);
+  for (int i = 0; i < 16383; i++) {
+    Sbmp += std::string("\xFF\xFF\x01", 3);
+  }
+  EXPECT_EQ(LoadFile(Sbmp, "huge.sbmp", 1), nullptr);
+  EXPECT_EQ(Reports.Errors, std::vector<std::string>{"Image size 65535 * 16383 not supported"});
+}
+
+TEST(Limits, GeometryWorksOnTheLargestPicture) {
+  ReportCatcher Reports;
+  /* Runs fill whole rows of the largest square; only the last pixel
+   * differs. */
+  std::string Sbmp = "SB";
+  Put16(Sbmp, 8192);
+  Put16(Sbmp, 8192);
+  Put16(Sbmp, 2);
+  Sbmp += std::string("\0\0\0\xFF\xFF\xFF", 6);
+  for (int i = 0; i < 1024; i++) {
+    Sbmp += std::string("\xFF\xFF\x01", 3);
+  }
+  Sbmp += std::string("\xFF\x03\x01" "\x01\x00\x00", 6);   /* 1,023 more, then one of index 0 */
+  IMAGE* p = SBMP_LoadFromMemory((const U8*)Sbmp.data(), (U32)Sbmp.size());
+  ASSERT_NE(p, nullptr);
+  EXPECT_EQ(IMAGE_GetPixel(p, 8191, 8191), 0u);
+  EXPECT_EQ(IMAGE_GetPixel(p, 8190, 8191), 1u);
+  p = IMAGE_FlipH(IMAGE_FlipV(p));
+  EXPECT_EQ(IMAGE_GetPixel(p, 0, 0), 0u);
+  p = IMAGE_Rotate90CW(p);
+  ASSERT_NE(p, nullptr);
+  EXPECT_EQ(IMAGE_GetPixel(p, 8191, 0), 0u);
+  p = IMAGE_Rotate90CCW(IMAGE_Rotate90CCW(p));
+  ASSERT_NE(p, nullptr);
+  EXPECT_EQ(IMAGE_GetPixel(p, 0, 8191), 0u);
+  p = IMAGE_InvertIndices(p);
+  EXPECT_EQ(IMAGE_GetPixel(p, 0, 8191), 1u);
+  EXPECT_EQ(Reports.Status.size(), 8192u + 1);
+  p = IMAGE_Shrink(p);
+  ASSERT_NE(p, nullptr);
+  EXPECT_EQ(IMAGE_GetPixel(p, 0, 4095), 0x404040u);   /* one white of four */
+  EXPECT_EQ(IMAGE_GetPixel(p, 1, 4095), 0u);
+  EXPECT_TRUE(Reports.Errors.empty());
+  IMAGE_Free(p);
+}
+
+/* Turns go in tiles; sizes across tile edges must still map every pixel. */
+TEST(Limits, QuarterTurnsMapEveryPixelAcrossTiles) {
+  for (int NumColors : {0, 256}) {
+    IMAGE* pSrc = MakeTestImage(67, 130, NumColors);
+    IMAGE* pCW  = IMAGE_Rotate90CW(IMAGE_Copy(pSrc));
+    IMAGE* pCCW = IMAGE_Rotate90CCW(IMAGE_Copy(pSrc));
+    ASSERT_TRUE(pCW && pCCW);
+    int NumWrong = 0;
+    for (I32 r = 0; r < 67; r++) {
+      for (I32 c = 0; c < 130; c++) {
+        NumWrong += IMAGE_GetPixel(pCW, c, r) != IMAGE_GetPixel(pSrc, r, 129 - c);
+        NumWrong += IMAGE_GetPixel(pCCW, c, r) != IMAGE_GetPixel(pSrc, 66 - r, c);
+      }
+    }
+    EXPECT_EQ(NumWrong, 0) << NumColors;
+    IMAGE_Free(pSrc);
+    IMAGE_Free(pCW);
+    IMAGE_Free(pCCW);
+  }
+}
+
+TEST(Limits, GIFFramesLargerThanTheScreenCostNoMoreThanTheScreen) {
+  ReportCatcher Reports;
+  /* The bomb: 65,535 x 65,535 frame, 2 MB of data, on 2,000 x 2,000. */
+  std::string Bomb = MakeGIFBomb(2000, 2000, 65535, 65535, (uint64_t)65535 * 65535);
+  EXPECT_GT(Bomb.size(), 2000000u);
+  EXPECT_EQ(GIF_LoadFromMemory((const U8*)Bomb.data(), (U32)Bomb.size()), nullptr);
+  EXPECT_EQ(Reports.Errors, std::vector<std::string>{"Image size 65535 * 65535 not supported"});
+  /* Frames inside the limit whose data covers only the pixels that land
+   * on the screen: decoding further would run out of data and fail. */
+  for (U32 FrameX : {8192u, 2000u}) {
+    Reports.Clear();
+    std::string Gif = MakeGIFBomb(2000, 2000, FrameX, 8192, (uint64_t)1999 * FrameX + 2000);
+    IMAGE* p = GIF_LoadFromMemory((const U8*)Gif.data(), (U32)Gif.size());
+    ASSERT_NE(p, nullptr) << FrameX;
+    EXPECT_EQ(IMAGE_GetXSize(p), 2000);
+    EXPECT_TRUE(Reports.Errors.empty());
+    IMAGE_Free(p);
+  }
+}

@@ -1,0 +1,194 @@
+/* Nothing is lost in a save: failed and refused saves leave the file they
+ * would replace as it was and say so; the log stays whole when runs share
+ * it; generated C names compile; malformed indices stay in their pixel. */
+#include <gtest/gtest.h>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "output/bmpout.h"
+#include "output/save.h"
+#include "platform/plat.h"
+#include "testutil.h"
+
+namespace {
+
+const std::string sSample = std::string(ZELMAR_SOURCE_DIR) + "/samples/zelmar-logo.bmp";
+
+/* Starts zelmar in sDir with a limit on the size of the files it writes
+ * (writes past it fail with EFBIG; SIGXFSZ stays ignored across exec).
+ * Gives the pid; -1 for no limit. */
+pid_t StartZelmar(const std::string& sDir, const std::vector<std::string>& aArgs, long MaxFileSize = -1) {
+  pid_t pid = fork();
+  if (pid == 0) {
+    if (chdir(sDir.c_str()) != 0) _exit(127);
+    if (MaxFileSize >= 0) {
+      struct rlimit Limit = { (rlim_t)MaxFileSize, (rlim_t)MaxFileSize };
+      setrlimit(RLIMIT_FSIZE, &Limit);
+      signal(SIGXFSZ, SIG_IGN);
+    }
+    int fd = open("/dev/null", O_RDWR);
+    dup2(fd, 0);
+    dup2(fd, 1);
+    dup2(fd, 2);
+    std::vector<char*> av{ (char*)ZELMAR_BINARY };
+    for (const std::string& s : aArgs) av.push_back((char*)s.c_str());
+    av.push_back(nullptr);
+    unsetenv("DISPLAY");
+    unsetenv("WAYLAND_DISPLAY");
+    execv(ZELMAR_BINARY, av.data());
+    _exit(127);
+  }
+  return pid;
+}
+
+int Wait(pid_t pid) {
+  int Status = 0;
+  waitpid(pid, &Status, 0);
+  return WIFEXITED(Status) ? WEXITSTATUS(Status) : 128 + WTERMSIG(Status);
+}
+
+std::set<std::string> FilesIn(const std::string& sDir) {
+  std::set<std::string> a;
+  DIR* pDir = opendir(sDir.c_str());
+  while (struct dirent* p = pDir ? readdir(pDir) : nullptr) {
+    if (std::string(p->d_name) != "." && std::string(p->d_name) != "..") a.insert(p->d_name);
+  }
+  if (pDir) closedir(pDir);
+  return a;
+}
+
+}  // namespace
+
+/* A full disk, for each writer: the old file stays, no temporary is left,
+ * and the batch says why and ends with 1. /dev/full is written directly. */
+TEST(SafeSave, FailedWriteKeepsTheOldFileAndIsReported) {
+  TempDir Dir;
+  IMAGE* pImage = MakeTestImage(300, 300, 0);
+  WriteFileBytes(Dir.File("in.bmp"), MakeBMP(pImage));
+  IMAGE_Free(pImage);
+  const std::string Old(9000, 'o');
+  for (const char* sTarget : { "good.c,1,8", "good.bmp,2", "good.gif,3" }) {
+    std::string sFile = std::string(sTarget).substr(0, std::string(sTarget).find(','));
+    WriteFileBytes(Dir.File(sFile), Old);
+    unlink(Dir.File("Zelmar.log").c_str());
+    EXPECT_EQ(Wait(StartZelmar(Dir.Path, { "in.bmp", std::string("-saveas") + sTarget, "-exit" }, 16384)), 1) << sTarget;
+    EXPECT_EQ(ReadFileBytes(Dir.File(sFile)), Old) << sTarget;
+    EXPECT_EQ(ReadFileBytes(Dir.File("Zelmar.log")), "\r\nWrite error: " + sFile + ": File too large\r\n");
+  }
+  EXPECT_EQ(FilesIn(Dir.Path), (std::set<std::string>{ "in.bmp", "good.c", "good.bmp", "good.gif", "Zelmar.log" }));
+  /* Without the limit the same save replaces the old file. */
+  EXPECT_EQ(RunZelmar(Dir.Path, { "in.bmp", "-saveasgood.bmp,2", "-exit" }), 0);
+  EXPECT_EQ(ReadFileBytes(Dir.File("good.bmp")).substr(0, 2), "BM");
+  EXPECT_EQ(RunZelmar(Dir.Path, { "in.bmp", "-saveas/dev/full,2", "-exit" }), 1);
+  EXPECT_EQ(ReadFileBytes(Dir.File("Zelmar.log")), "\r\nWrite error: /dev/full: No space left on device\r\n");
+}
+
+/* Refused saves touch nothing: FORMAT 3, a GIF of a picture without
+ * colours, a missing folder ("Invalid file handle" as before). */
+TEST(SafeSave, RefusedSaveLeavesTheTarget) {
+  TempDir Dir;
+  IMAGE* pEmpty = IMAGE_Create(0, 3, 2);
+  WriteFileBytes(Dir.File("empty.bmp"), MakeBMP(pEmpty));
+  IMAGE_Free(pEmpty);
+  WriteFileBytes(Dir.File("good.c"), "keep");
+  WriteFileBytes(Dir.File("good.gif"), "keep");
+  struct { std::vector<std::string> aArgs; std::string sTarget, sLog; } aCase[] = {
+    { { sSample, "-saveasgood.c,1,3", "-exit" }, "good.c", "Format 3 is not a valid format" },
+    { { "empty.bmp", "-saveasgood.gif,3", "-exit" }, "good.gif", "Image contains no colors" },
+    { { sSample, "-saveasnone/x.c,1", "-exit" }, "none", "Invalid file handle" },
+  };
+  for (const auto& c : aCase) {
+    EXPECT_EQ(RunZelmar(Dir.Path, c.aArgs), 1) << c.sLog;
+    EXPECT_EQ(ReadFileBytes(Dir.File("Zelmar.log")), "\r\n" + c.sLog + "\r\n");
+    EXPECT_EQ(ReadFileBytes(Dir.File(c.sTarget)), c.sTarget == "none" ? "" : "keep");
+  }
+  EXPECT_EQ(FilesIn(Dir.Path), (std::set<std::string>{ "empty.bmp", "good.c", "good.gif", "Zelmar.log" }));
+}
+
+/* Twenty runs fail at once in one folder, each with two messages: every
+ * line of the shared log is a whole message (or empty). */
+TEST(SafeLog, ParallelRunsLeaveWholeLines) {
+  TempDir Dir;
+  std::vector<pid_t> aPid;
+  for (int i = 0; i < 20; i++) aPid.push_back(StartZelmar(Dir.Path, { sSample, "-saveas", "-exit" }));
+  for (pid_t pid : aPid) EXPECT_EQ(Wait(pid), 1);
+  std::string Log = ReadFileBytes(Dir.File("Zelmar.log"));
+  EXPECT_NE(Log.find("\r\nSeparator has to be ,"), std::string::npos);
+  const std::set<std::string> aKnown = { "", "CMDLINE_GetString: Missing string", "Separator has to be ," };
+  for (size_t Pos = 0; Pos <= Log.size();) {
+    size_t End = Log.find("\r\n", Pos);
+    std::string sLine = Log.substr(Pos, End == std::string::npos ? std::string::npos : End - Pos);
+    EXPECT_TRUE(aKnown.count(sLine)) << "torn line: \"" << sLine << "\"";
+    Pos = (End == std::string::npos) ? Log.size() + 1 : End + 2;
+  }
+}
+
+/* File names that are no C identifiers give files that compile, among
+ * them the bundled sample as scripts/convert-sample.sh writes it. Names
+ * that are identifiers stay as they were. */
+TEST(SafeNames, GeneratedNamesCompile) {
+  if (system("command -v cc >/dev/null 2>&1") != 0) {
+    GTEST_SKIP() << "no C compiler \"cc\" in PATH";
+  }
+  TempDir Dir;
+  struct { std::string sFile, sName; } aCase[] = {
+    { "zelmar-logo.c", "zelmar_logo" }, { "my-icon.c", "my_icon" }, { "1st logo.c", "_1stlogo" },
+    { "caf\xc3\xa9\nx.c", "caf___x" }, { "plain_Name9.c", "plain_Name9" },
+  };
+  std::string sMain;
+  for (const auto& c : aCase) {
+    ASSERT_EQ(RunZelmar(Dir.Path, { sSample, "-saveas" + c.sFile + ",1", "-exit" }), 0) << c.sFile;
+    std::string s = ReadFileBytes(Dir.File(c.sFile));
+    EXPECT_NE(s.find("* Source file: " + c.sName + "\r\n"), std::string::npos) << c.sFile;
+    EXPECT_NE(s.find("OMRAK_BITMAP bm" + c.sName + " = {"), std::string::npos) << c.sFile;
+    std::string sCopy = c.sName + ".c";
+    WriteFileBytes(Dir.File(sCopy), s);
+    sMain += "#include \"" + sCopy + "\"\nconst void* p" + c.sName + " = &bm" + c.sName + ";\n";
+  }
+  WriteFileBytes(Dir.File("all.c"), sMain);
+  std::string Cmd = "cd '" + Dir.Path + "' && cc -std=c99 -Wall -Werror -c -I'" + ZELMAR_SOURCE_DIR +
+                    "/tests/cclient' all.c -o all.o >cc.log 2>&1";
+  EXPECT_EQ(system(Cmd.c_str()), 0) << ReadFileBytes(Dir.File("cc.log")).substr(0, 3000);
+}
+
+/* Indices beyond a 2-colour palette (2, 4, 6, 3, 5) are entry 0 in every
+ * packer and never spill into their neighbours. */
+TEST(SafeIndex, OutOfPaletteIndexPacksAsEntry0) {
+  ReportCatcher Catcher;
+  IMAGE* p = IMAGE_Create(9, 1, 2);
+  IMAGE_SetColor(p, 0, 0x00FF00);
+  IMAGE_SetColor(p, 1, 0xFFFFFF);
+  const unsigned aPixel[9] = { 1, 2, 4, 6, 1, 3, 0, 1, 5 };   /* as entries: 1 0 0 0 1 0 0 1 0 */
+  for (int x = 0; x < 9; x++) IMAGE_SetPixel(p, x, 0, aPixel[x]);
+  EXPECT_EQ(IMAGE_GetPixelColor(p, 1, 0), 0x00FF00u);
+  std::vector<U8> Dib((size_t)IMAGE_GetDIBSize(p), 0);
+  IMAGE_WriteDIB(p, Dib.data());
+  EXPECT_EQ(Dib[48], 0x89);
+  EXPECT_EQ(Dib[49], 0x00);
+  TempDir Dir;
+  auto Save = [&](int Type, int Format) {
+    PLAT_FILE* hFile = PLAT_CreateWrite(Dir.File("out").c_str());
+    SAVEFORMAT Choice = { Format, 0 };
+    EXPECT_EQ(IMAGE_SaveFile(p, hFile, Type, "out.c", &Choice), p);
+    EXPECT_EQ(PLAT_Close(hFile), PLAT_CLOSE_OK);
+    return ReadFileBytes(Dir.File("out"));
+  };
+  std::string Dta = Save(4, 0);
+  EXPECT_EQ(Dta.substr(Dta.size() - 2), std::string("\x89\x00", 2));
+  EXPECT_NE(Save(1, 1).find("  X___X__X, ________\r\n};"), std::string::npos);
+  EXPECT_NE(Save(1, 5).find("  0x01, 0x00, 0x00, 0x00, 0x01, 0x00, 0x00, 0x01, 0x00\r\n};"), std::string::npos);
+  EXPECT_NE(Save(1, 7).find("0, 9, 0x01, 0x00, 0x00, 0x00, 0x01, 0x00, 0x00, 0x01, 0x00, \r\n"), std::string::npos);
+  EXPECT_TRUE(Catcher.Errors.empty());
+  IMAGE_Free(p);
+}
