@@ -119,7 +119,15 @@ TEST(RleSuite, EndOfLineOnTopRow) {
   EXPECT_EQ(Rc.Status.back(), "Loaded compressed 4 bpp bitmap.");
   IMAGE_Free(p);
 
+  /* RLE8 too, since end of bitmap follows; anything else there is data
+   * after the end of the image. */
   Rc.Clear();
+  p = Decode(RleDib(2, 2, 8, Stream));
+  ASSERT_NE(p, nullptr);
+  EXPECT_EQ(Rows(p), "22/11");
+  IMAGE_Free(p);
+  Rc.Clear();
+  Stream[9] = 0;
   EXPECT_EQ(Decode(RleDib(2, 2, 8, Stream)), nullptr);
   EXPECT_EQ(Rc.Errors, std::vector<std::string>{"DecompressRLE8: Data after end of image"});
   EXPECT_TRUE(Rc.Status.empty());
