@@ -192,10 +192,11 @@ TEST(GifRead, SignatureAndTooShortGiveNullSilently) {
 
 TEST(GifRead, PixelLimit) {
   ReportCatcher Catcher;
-  std::string s = Screen("GIF87a", 2000, 2001, 0) + Descriptor(0, 0, 1, 1, 0) + Literals(2, { -1, 1, -2 }) + ";";
+  /* The limit of every picture: 64 Mi pixels. */
+  std::string s = Screen("GIF87a", 8192, 8193, 0) + Descriptor(0, 0, 1, 1, 0) + Literals(2, { -1, 1, -2 }) + ";";
   EXPECT_EQ(Load(s), nullptr);
   EXPECT_EQ(Catcher.Errors, std::vector<std::string>{
-    "The image contains to much pixels. This tool\r\nonly supports GIFs with up to 4.000.000 pixels" });
+    "The image contains to much pixels. This tool\r\nonly supports GIFs with up to 67.108.864 pixels" });
   Catcher.Clear();
   s = Screen("GIF87a", 2000, 2000, 0) + Descriptor(0, 0, 1, 1, 0) + Literals(2, { -1, 1, -2 }) + ";";
   IMAGE* p = Load(s);
@@ -262,7 +263,7 @@ TEST(GifRead, Extensions) {
 
 /* The frame goes to the top left corner whatever its position says;
  * the rest keeps index 0, which is the first colour of the table. */
-TEST(GifRead, FrameAtTopLeftAndEarlyEnd) {
+TEST(GifRead, FrameAtItsPlaceAndEarlyEnd) {
   ReportCatcher Catcher;
   std::vector<int> aPix = { -1 };
   for (int i = 0; i < 100; i++) aPix.push_back(1 + (i % 3));
@@ -272,7 +273,8 @@ TEST(GifRead, FrameAtTopLeftAndEarlyEnd) {
   ASSERT_NE(p, nullptr);
   for (int y = 0; y < 20; y++)
     for (int x = 0; x < 20; x++) {
-      U32 Expected = (x < 10 && y < 10) ? aRGBG[1 + (y * 10 + x) % 3] : RED;
+      bool IsFrame = x >= 5 && x < 15 && y >= 5 && y < 15;
+      U32 Expected = IsFrame ? aRGBG[1 + ((y - 5) * 10 + x - 5) % 3] : RED;
       ASSERT_EQ(IMAGE_GetPixelColor(p, x, y), Expected) << x << "," << y;
     }
   IMAGE_Free(p);
