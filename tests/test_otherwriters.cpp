@@ -27,11 +27,13 @@ IMAGE* Load(const std::string& sPath, int Type) {
   return pImage;
 }
 
-/* Largest difference of a colour channel; 1000 for different sizes. */
-int MaxDiff(const IMAGE* pA, const IMAGE* pB) {
-  if (pA == nullptr || pB == nullptr || pA->XSize != pB->XSize || pA->YSize != pB->YSize) return 1000;
-  int Max = 0;
-  for (int y = 0; y < pA->YSize; y++) {
+/* Largest difference of a colour channel between two files as loaded;
+ * 1000 when one does not load or the sizes differ. */
+int MaxDiff(const TempDir& Dir, const char* sA, const char* sB) {
+  IMAGE* pA = Load(Dir.File(sA), 0);
+  IMAGE* pB = Load(Dir.File(sB), 0);
+  int Max = (pA && pB && pA->XSize == pB->XSize && pA->YSize == pB->YSize) ? 0 : 1000;
+  for (int y = 0; Max < 1000 && y < pA->YSize; y++) {
     for (int x = 0; x < pA->XSize; x++) {
       U32 a = IMAGE_GetPixelColor(pA, x, y), b = IMAGE_GetPixelColor(pB, x, y);
       for (int s = 0; s < 24; s += 8) {
@@ -39,33 +41,23 @@ int MaxDiff(const IMAGE* pA, const IMAGE* pB) {
       }
     }
   }
+  IMAGE_Free(pA);
+  IMAGE_Free(pB);
   return Max;
 }
 
 TEST(OtherWriters, BmpMasksInsideTheHeaderAndRle8EndingAfterTheTopRow) {
   TempDir Dir;
   ASSERT_TRUE(Convert(Dir, "-size 40x30 xc: -channel R -fx i/w -channel G -fx j/h -channel B -fx '(i+j)/(w+h)'"
-                           " +channel BMP3:ref.bmp"));
-  ASSERT_TRUE(Convert(Dir, "ref.bmp -define bmp:subtype=RGB565 BMP:v5_565.bmp"));
-  ASSERT_TRUE(Convert(Dir, "ref.bmp -alpha on BMP:v5_32.bmp"));
-  ASSERT_TRUE(Convert(Dir, "ref.bmp -colors 60 -type palette -compress none BMP3:plain.bmp"));
-  ASSERT_TRUE(Convert(Dir, "plain.bmp -compress RLE BMP3:rle.bmp"));
+                           " +channel BMP3:ref.bmp && convert ref.bmp -define bmp:subtype=RGB565 BMP:v5_565.bmp"
+                           " && convert ref.bmp -alpha on BMP:v5_32.bmp"
+                           " && convert ref.bmp -colors 60 -type palette -compress none BMP3:plain.bmp"
+                           " && convert plain.bmp -compress RLE BMP3:rle.bmp"));
   ReportCatcher Rc;
-  IMAGE* pRef = Load(Dir.File("ref.bmp"), 0);
-  ASSERT_NE(pRef, nullptr);
-  IMAGE* p = Load(Dir.File("v5_32.bmp"), 0);
-  EXPECT_EQ(MaxDiff(pRef, p), 0);
-  IMAGE_Free(p);
-  p = Load(Dir.File("v5_565.bmp"), 0);
-  EXPECT_LE(MaxDiff(pRef, p), 9);     /* five and six bits a channel */
-  IMAGE_Free(p);
-  IMAGE* pPlain = Load(Dir.File("plain.bmp"), 0);
-  p = Load(Dir.File("rle.bmp"), 0);
-  EXPECT_EQ(MaxDiff(pPlain, p), 0);
+  EXPECT_EQ(MaxDiff(Dir, "ref.bmp", "v5_32.bmp"), 0);
+  EXPECT_LE(MaxDiff(Dir, "ref.bmp", "v5_565.bmp"), 9);    /* five and six bits a channel */
+  EXPECT_EQ(MaxDiff(Dir, "plain.bmp", "rle.bmp"), 0);
   EXPECT_EQ(Rc.Errors, std::vector<std::string>{});
-  IMAGE_Free(p);
-  IMAGE_Free(pPlain);
-  IMAGE_Free(pRef);
 
   /* The stream ends with end-of-line, end-of-bitmap. Anything else after
    * that end-of-line is still data above the image. */
