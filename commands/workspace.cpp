@@ -88,6 +88,13 @@ static int _GetFileType(const char* sPath, int* pNewLastFileType) {
     *pNewLastFileType = 3;
     return 2;
   }
+  /* PNG and JPEG are read only; LastFileType stays as it was. */
+  if (strncasecmp(sExt, ".png", 4) == 0) {
+    return LOADER_TYPE_PNG;
+  }
+  if (strncasecmp(sExt, ".jpg", 4) == 0 || strncasecmp(sExt, ".jpeg", 5) == 0) {
+    return LOADER_TYPE_JPEG;
+  }
   return -1;
 }
 

@@ -3,8 +3,9 @@
  * pixels.
  *
  * Where things lie follows from the header alone: the colour table starts
- * biSize bytes from the start, the pixels (or the three BI_BITFIELDS masks
- * and then the pixels) directly behind the table. The header's numbers are
+ * biSize bytes from the start, the pixels (with BI_BITFIELDS and a header
+ * shorter than 108 bytes, the three masks and then the pixels) directly
+ * behind the table. The header's numbers are
  * not trusted: every byte is read through a test against the block's end.
  * A header field or colour entry behind the end reads as 0, and a decoder
  * that runs out of data stops and keeps what it has, the rest of the
@@ -28,6 +29,8 @@ typedef struct {
   U32 Compression;
   I32 SizeImage;
   U32 ClrUsed;
+  int HasMasks;       /* the BI_BITFIELDS masks lie inside the header */
+  U32 aMask[3];       /* red, green, blue, when HasMasks */
 } _HEADER;
 
 /* The pixel data of one DIB: NumAvail bytes at pData, nothing behind. */
@@ -212,8 +215,15 @@ static U64 _PaddedStride(I32 XSize, int BitsPerPixel) {
   return ((U64)(U32)XSize * (U64)BitsPerPixel + 31) / 32 * 4;
 }
 
-/* The three masks that open BI_BITFIELDS data, and the pixels behind. */
-static _PIXELS _ReadMasks(const _PIXELS* pPixels, const _MASKS** ppMasks) {
+/* The three BI_BITFIELDS masks and the pixels. Behind most headers the
+ * masks open the pixel data; the 108- and 124-byte headers that today's
+ * writers use hold them at bytes 40 to 51 themselves, and the pixels
+ * follow the colour table directly. */
+static _PIXELS _ReadMasks(const _PIXELS* pPixels, const _HEADER* pHeader, const _MASKS** ppMasks) {
+  if (pHeader->HasMasks) {
+    *ppMasks = _SetMasks(pHeader->aMask[0], pHeader->aMask[1], pHeader->aMask[2]);
+    return *pPixels;
+  }
   U32 aMask[3];
   for (int i = 0; i < 3; i++) {
     aMask[i] = _GetLE(pPixels->pData, pPixels->NumAvail, 4 * (U64)i, 4);
@@ -256,7 +266,7 @@ static const char* _Load16BPPRGB(IMAGE* pImage, const _PIXELS* pPixels, const _H
 
 static const char* _Load16BPPBitfields(IMAGE* pImage, const _PIXELS* pPixels, const _HEADER* pHeader) {
   const _MASKS* pMasks;
-  _PIXELS Pixels = _ReadMasks(pPixels, &pMasks);
+  _PIXELS Pixels = _ReadMasks(pPixels, pHeader, &pMasks);
   _DecodeRows(pImage, &Pixels, pHeader, 16, _PaddedStride(pImage->XSize, 16), _Row16, pMasks);
   IMAGE_ShowStatus("Loaded 16 bpp bitmap (Bitfields)");
   return NULL;
@@ -276,7 +286,7 @@ static const char* _Load32BPPRGB(IMAGE* pImage, const _PIXELS* pPixels, const _H
 
 static const char* _Load32BPPBitfields(IMAGE* pImage, const _PIXELS* pPixels, const _HEADER* pHeader) {
   const _MASKS* pMasks;
-  _PIXELS Pixels = _ReadMasks(pPixels, &pMasks);
+  _PIXELS Pixels = _ReadMasks(pPixels, pHeader, &pMasks);
   _DecodeRows(pImage, &Pixels, pHeader, 32, (U64)(U32)pImage->XSize * 4, _Row32, pMasks);
   IMAGE_ShowStatus("Loaded 32 bpp bitmap (BITFIELDS)");
   return NULL;
@@ -341,6 +351,10 @@ IMAGE* IMAGE_CreateFromShortDIB(const U8* pDIB, U32 NumBytes, U32 NumMissing) {
   Header.Compression = _GetLE(pDIB, NumBytes, 16, 4);
   Header.SizeImage   = (I32)_GetLE(pDIB, NumBytes, 20, 4);
   Header.ClrUsed     = _GetLE(pDIB, NumBytes, 32, 4);
+  Header.HasMasks    = Header.Size == 108 || Header.Size == 124;
+  for (int i = 0; i < 3; i++) {
+    Header.aMask[i] = _GetLE(pDIB, NumBytes, 40 + 4 * (U64)i, 4);
+  }
   U32 Bits = Header.BitCount;
   if (Bits == 0) {
     IMAGE_ShowError("BITMAPINFOHEADER: biBitCount = 0 (JPEG format) not supported. Please convert image !");

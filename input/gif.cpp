@@ -1,7 +1,7 @@
 /*
  * GIF reader. The whole file is held in memory and walked block by block.
  * Every frame is decoded into one palette image of the logical screen's
- * size, placed at the top left corner. Afterwards the image is compacted
+ * size, each at its place on that screen. Afterwards the image is compacted
  * to the colours that its pixels show, and a transparent colour, found
  * again through a marker word in its palette entry, moves to entry 0.
  *
@@ -10,6 +10,7 @@
  */
 #include "gif.h"
 
+#include <stdio.h>
 #include <string.h>
 
 #include "../color/palette.h"
@@ -19,7 +20,6 @@
  * colour table can produce it: their colours have 0 in bits 24 to 31. */
 #define GIF_TRANS_MARKER 0xFFFFFFFFu
 
-#define GIF_MAX_PIXELS   4000000
 #define LZW_TABLE_SIZE   4096
 #define LZW_STACK_SIZE   3000
 #define LZW_BUFFER_SIZE  258
@@ -307,7 +307,7 @@ static I32 _GetNextByte(LZW_CONTEXT* pLZW, GIF_CONTEXT* pContext) {
 /*********************************************************************
 *  _ReadImage
 *
-*  The frame's pixels into the image from its top left corner; parts
+*  The frame's pixels into the image at the frame's position; parts
 *  that lie outside the image fall away. Stops when the last pixel is out
 *  or the end code comes. Gives 1 when decoding failed.
 *
@@ -354,8 +354,12 @@ static int _ReadImage(GIF_CONTEXT* pContext, const GIF_IMAGE_DESC* pDesc, IMAGE*
   I32 XSize     = pDesc->XSize;
   I32 YSize     = pDesc->YSize;
   I32 NumColors = pDesc->NumColors;
-  I32 ScreenXSize = IMAGE_GetXSize(pImage);
-  I32 ScreenYSize = IMAGE_GetYSize(pImage);
+  /* Seen from the frame: the part of the screen right of and below its
+   * top left corner. */
+  I32 XPos = pDesc->XPos;
+  I32 YPos = pDesc->YPos;
+  I32 ScreenXSize = IMAGE_GetXSize(pImage) > XPos ? IMAGE_GetXSize(pImage) - XPos : 0;
+  I32 ScreenYSize = IMAGE_GetYSize(pImage) > YPos ? IMAGE_GetYSize(pImage) - YPos : 0;
   int IsInterlaced = (pDesc->Flags & 0x40) != 0;
   int Pass = 0;
   I32 y = 0;
@@ -374,7 +378,7 @@ static int _ReadImage(GIF_CONTEXT* pContext, const GIF_IMAGE_DESC* pDesc, IMAGE*
       XEnd  = ScreenXSize;
       IsCut = 1;
     }
-    U8* pRow     = (y < ScreenYSize) ? IMAGE_GetRow(pImage, y) : NULL;
+    U8* pRow     = (y < ScreenYSize) ? IMAGE_GetRow(pImage, YPos + y) + XPos : NULL;
     I32 NumOnRow = (XEnd < ScreenXSize) ? XEnd : ScreenXSize;
     for (I32 x = 0; x < XEnd; x++) {
       I32 Index;
@@ -405,6 +409,25 @@ static int _ReadImage(GIF_CONTEXT* pContext, const GIF_IMAGE_DESC* pDesc, IMAGE*
 /*********************************************************************
 *  _ReadGIF
 */
+
+/* The screen is refused with the picture limit that applies, written
+ * with dots between groups of three digits. */
+static void _ShowSizeLimit(void) {
+  char acNumber[32];
+  char acGrouped[48];
+  int NumDigits = snprintf(acNumber, sizeof(acNumber), "%lld", (long long)IMAGE_MAX_PIXELS);
+  int j = 0;
+  for (int i = 0; i < NumDigits; i++) {
+    if (i > 0 && (NumDigits - i) % 3 == 0) {
+      acGrouped[j++] = '.';
+    }
+    acGrouped[j++] = acNumber[i];
+  }
+  acGrouped[j] = 0;
+  char ac[160];
+  snprintf(ac, sizeof(ac), "The image contains to much pixels. This tool\r\nonly supports GIFs with up to %s pixels", acGrouped);
+  IMAGE_ShowError(ac);
+}
 static IMAGE* _ReadGIF(GIF_CONTEXT* pContext) {
   U8 acSignature[6];
   for (int i = 0; i < 6; i++) {
@@ -418,8 +441,8 @@ static IMAGE* _ReadGIF(GIF_CONTEXT* pContext) {
   U8  Flags = _ReadU8(pContext);
   _ReadU8(pContext);    /* background colour index */
   _ReadU8(pContext);    /* pixel aspect ratio */
-  if ((int64_t)XSize * YSize > GIF_MAX_PIXELS) {
-    IMAGE_ShowError("The image contains to much pixels. This tool\r\nonly supports GIFs with up to 4.000.000 pixels");
+  if (!IMAGE_IsSizeValid(XSize, YSize, 256)) {
+    _ShowSizeLimit();
     return NULL;
   }
   if (pContext->NumBytes < 0) {

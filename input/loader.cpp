@@ -1,6 +1,7 @@
 /*
  * From an open file to an image. The file type number picks the reader:
- * 0 Windows Bitmap, 1 .sbmp, 2 GIF.
+ * 0 Windows Bitmap, 1 .sbmp, 2 GIF, and PNG and JPEG, which need
+ * libraries that a build may lack; it then says so when asked for them.
  */
 #include "loader.h"
 
@@ -10,6 +11,12 @@
 #include "dib.h"
 #include "gif.h"
 #include "rle.h"
+#ifdef ZELMAR_HAVE_PNG
+#include "png.h"
+#endif
+#ifdef ZELMAR_HAVE_JPEG
+#include "jpeg.h"
+#endif
 
 /* The block for the file's contents starts at this size and doubles while
  * the file delivers. */
@@ -104,6 +111,20 @@ IMAGE* IMAGE_LoadFile(PLAT_FILE* hFile, int Type) {
     return SBMP_Load(hFile);
   case 2:
     return GIF_LoadFile(hFile);
+  case LOADER_TYPE_PNG:
+#ifdef ZELMAR_HAVE_PNG
+    return PNG_LoadFile(hFile);
+#else
+    IMAGE_ShowError("PNG files are not supported by this build (libspng was missing)");
+    return NULL;
+#endif
+  case LOADER_TYPE_JPEG:
+#ifdef ZELMAR_HAVE_JPEG
+    return JPEG_LoadFile(hFile);
+#else
+    IMAGE_ShowError("JPEG files are not supported by this build (libturbojpeg was missing)");
+    return NULL;
+#endif
   default:
     IMAGE_ShowError("Unsupported file type");
     return NULL;

@@ -107,7 +107,10 @@ static const char* _Decompress(IMAGE* pImage, const U8* pData, I32 NumPixelBytes
       x = 0;
       y--;
       if (y < 0) {
-        IsTopReached = 1;
+        /* Writers close the top row with an end of line too: followed
+         * by the end of bitmap, that is a complete picture. */
+        int IsEnd = i + 2 <= Limit && i + 2 <= Source.NumAvail && _At(&Source, i) == 0 && _At(&Source, i + 1) == 1;
+        IsTopReached = !IsEnd;
         break;
       }
       continue;

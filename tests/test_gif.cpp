@@ -170,12 +170,18 @@ TEST(GifRead, GiflibFilesReadBackWithInterlaceLocalTablesAndTransparency) {
 TEST(GifRead, PixelLimit) {
   TempDir Dir;
   ReportCatcher Rc;
-  for (int w : {2000, 2001}) {
-    std::string File = WriteWithGiflib(Dir, w, 2000, {0, 0xFFFFFF}, {}, false, -1, std::vector<int>((size_t)w * 2000, 1));
+  /* A 1 x 1 frame on a screen at the picture limit of 64 Mi pixels, and
+   * on one row more. */
+  for (int h : {8192, 8193}) {
+    std::string File = WriteWithGiflib(Dir, 1, 1, {0, 0xFFFFFF}, {}, false, -1, {1});
+    File[6] = 0;
+    File[7] = 8192 >> 8;
+    File[8] = (char)(h & 0xFF);
+    File[9] = (char)(h >> 8);
     IMAGE* p = GIF_LoadFromMemory((const U8*)File.data(), (U32)File.size());
-    EXPECT_EQ(p != nullptr, w == 2000);
+    EXPECT_EQ(p != nullptr, h == 8192);
     IMAGE_Free(p);
   }
   EXPECT_EQ(Rc.Errors, std::vector<std::string>{
-    "The image contains to much pixels. This tool\r\nonly supports GIFs with up to 4.000.000 pixels"});
+    "The image contains to much pixels. This tool\r\nonly supports GIFs with up to 67.108.864 pixels"});
 }

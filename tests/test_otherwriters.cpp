@@ -1,0 +1,99 @@
+/*
+ * Windows Bitmaps and GIFs as other tools write them (ImageMagick, run
+ * here): masks inside V5 headers, RLE8 that ends with an end-of-line after
+ * the top row, GIF frames placed on a larger screen, GIFs of more than
+ * 4 million pixels.
+ */
+#include <gtest/gtest.h>
+
+#include <stdlib.h>
+
+#include <string>
+
+#include "input/loader.h"
+#include "testutil.h"
+
+namespace {
+
+bool Convert(const TempDir& Dir, const std::string& sArgs) {
+  std::string sCmd = "cd '" + Dir.Path + "' && convert " + sArgs + " >/dev/null 2>&1";
+  return system(sCmd.c_str()) == 0;
+}
+
+IMAGE* Load(const std::string& sPath, int Type) {
+  PLAT_FILE* hFile = PLAT_OpenRead(sPath.c_str(), nullptr);
+  IMAGE* pImage = hFile ? IMAGE_LoadFile(hFile, Type) : nullptr;
+  PLAT_Close(hFile);
+  return pImage;
+}
+
+/* Largest difference of a colour channel between two files as loaded;
+ * 1000 when one does not load or the sizes differ. */
+int MaxDiff(const TempDir& Dir, const char* sA, const char* sB) {
+  IMAGE* pA = Load(Dir.File(sA), 0);
+  IMAGE* pB = Load(Dir.File(sB), 0);
+  int Max = (pA && pB && pA->XSize == pB->XSize && pA->YSize == pB->YSize) ? 0 : 1000;
+  for (int y = 0; Max < 1000 && y < pA->YSize; y++) {
+    for (int x = 0; x < pA->XSize; x++) {
+      U32 a = IMAGE_GetPixelColor(pA, x, y), b = IMAGE_GetPixelColor(pB, x, y);
+      for (int s = 0; s < 24; s += 8) {
+        Max = std::max(Max, abs((int)((a >> s) & 255) - (int)((b >> s) & 255)));
+      }
+    }
+  }
+  IMAGE_Free(pA);
+  IMAGE_Free(pB);
+  return Max;
+}
+
+TEST(OtherWriters, BmpMasksInsideTheHeaderAndRle8EndingAfterTheTopRow) {
+  TempDir Dir;
+  ASSERT_TRUE(Convert(Dir, "-size 40x30 xc: -channel R -fx i/w -channel G -fx j/h -channel B -fx '(i+j)/(w+h)'"
+                           " +channel BMP3:ref.bmp && convert ref.bmp -define bmp:subtype=RGB565 BMP:v5_565.bmp"
+                           " && convert ref.bmp -alpha on BMP:v5_32.bmp"
+                           " && convert ref.bmp -colors 60 -type palette -compress none BMP3:plain.bmp"
+                           " && convert plain.bmp -compress RLE BMP3:rle.bmp"));
+  ReportCatcher Rc;
+  EXPECT_EQ(MaxDiff(Dir, "ref.bmp", "v5_32.bmp"), 0);
+  EXPECT_LE(MaxDiff(Dir, "ref.bmp", "v5_565.bmp"), 9);    /* five and six bits a channel */
+  EXPECT_EQ(MaxDiff(Dir, "plain.bmp", "rle.bmp"), 0);
+  EXPECT_EQ(Rc.Errors, std::vector<std::string>{});
+
+  /* The stream ends with end-of-line, end-of-bitmap. Anything else after
+   * that end-of-line is still data above the image. */
+  std::string Rle = ReadFileBytes(Dir.File("rle.bmp"));
+  ASSERT_EQ(Rle.substr(Rle.size() - 4), std::string("\0\0\0\1", 4));
+  for (const char* sTail : {"\0\0\0\0", "\0\0\2\5"}) {
+    WriteFileBytes(Dir.File("bad.bmp"), Rle.substr(0, Rle.size() - 4) + std::string(sTail, 4));
+    Rc.Clear();
+    EXPECT_EQ(Load(Dir.File("bad.bmp"), 0), nullptr);
+    EXPECT_EQ(Rc.Errors, std::vector<std::string>{"DecompressRLE8: Data after end of image"});
+  }
+}
+
+TEST(OtherWriters, GifFramesAtTheirPlaceAndLargeScreens) {
+  TempDir Dir;
+  ASSERT_TRUE(Convert(Dir, "-size 2x3 xc:blue -page 8x6+5+2 pos.gif"));
+  ASSERT_TRUE(Convert(Dir, "-size 2100x2000 xc:white big.gif"));
+  ReportCatcher Rc;
+  std::string Gif = ReadFileBytes(Dir.File("pos.gif"));
+  U32 Background = (U8)Gif[13] | (U8)Gif[14] << 8 | (U8)Gif[15] << 16;   /* global entry 0 */
+  IMAGE* p = Load(Dir.File("pos.gif"), 2);
+  ASSERT_NE(p, nullptr);
+  ASSERT_EQ(p->XSize, 8);
+  ASSERT_EQ(p->YSize, 6);
+  for (int y = 0; y < 6; y++) {
+    for (int x = 0; x < 8; x++) {
+      bool IsFrame = x >= 5 && x < 7 && y >= 2 && y < 5;
+      EXPECT_EQ(IMAGE_GetPixelColor(p, x, y), IsFrame ? 0xFF0000u : Background) << x << "," << y;
+    }
+  }
+  IMAGE_Free(p);
+  p = Load(Dir.File("big.gif"), 2);
+  ASSERT_NE(p, nullptr);
+  EXPECT_EQ(IMAGE_GetPixelColor(p, 2099, 1999), 0xFFFFFFu);
+  IMAGE_Free(p);
+  EXPECT_EQ(Rc.Errors, std::vector<std::string>{});
+}
+
+}  // namespace
