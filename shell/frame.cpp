@@ -27,6 +27,7 @@
 #include "../platform/plat.h"
 #include "about.h"
 #include "canvas.h"
+#include "dialogs.h"
 #include "menu.h"
 #include "status.h"
 #include "store.h"
@@ -278,11 +279,13 @@ static const PLAT_FRONTEND _FrontEnd = {
   _SetWindowTitle,
   _SetStatusText,
   _ShowAbout,
-  NULL,            /* the file dialogs come with their own module */
-  NULL,
+  NULL,            /* both file dialogs go to DIALOG_File */
+  DIALOG_ChooseFromList,
   _UpdateMenu,
   STORE_Load,
   STORE_Save,
+  DIALOG_File,
+  DIALOG_ChooseFormat,
 };
 
 /*********************************************************************
@@ -303,6 +306,10 @@ wxFrame* FRAME_Create(int IsUnattended) {
   _pCanvas->SetFocus();                 /* 8: the keys of the menu go through the canvas */
   MAIN_InitApp();                       /* 9 */
   return _pFrame;
+}
+
+wxWindow* FRAME_GetWindow(void) {
+  return _IsWindowAlive ? _pFrame : NULL;
 }
 
 wxWindow* FRAME_GetCanvas(void) {
