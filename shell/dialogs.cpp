@@ -7,6 +7,7 @@
 #include <stdio.h>
 #include <string.h>
 
+#include <wx/app.h>
 #include <wx/button.h>
 #include <wx/checkbox.h>
 #include <wx/choice.h>
@@ -16,7 +17,6 @@
 #include <wx/listbox.h>
 #include <wx/stattext.h>
 
-#include "frame.h"
 
 #define ID_FORMAT_LIST  230
 #define ID_FORMAT_CHECK 210
@@ -47,6 +47,11 @@ static int _FromWx(const wxString& s, char* pBuffer, int MaxLen) {
   return 1;
 }
 
+/* Dialogs belong to the main window while it is there. */
+static wxWindow* _GetOwner(void) {
+  return wxTheApp ? wxTheApp->GetTopWindow() : NULL;
+}
+
 static int _ShowModal(wxDialog* pDialog) {
   int Answer = _pfAnswer ? _pfAnswer(pDialog) : -1;
   return (Answer != -1) ? Answer : pDialog->ShowModal();
@@ -69,7 +74,7 @@ int DIALOG_File(PLAT_FILEDLG* pDlg) {
     sDir = wxFileName::DirExists(sInitial) ? sInitial : wxFileName(sInitial).GetPath();
   }
   long Style = pDlg->IsSave ? wxFD_SAVE : (wxFD_OPEN | wxFD_FILE_MUST_EXIST);
-  wxFileDialog Dialog(FRAME_GetWindow(), _ToWx(pDlg->sTitle), sDir,
+  wxFileDialog Dialog(_GetOwner(), _ToWx(pDlg->sTitle), sDir,
                       Start.GetFullName(), sWildcard, Style);
   /* An index past the list (a type kept from a longer list) shows the
    * first entry. */
@@ -151,7 +156,7 @@ wxDialog* DIALOG_CreateFormat(wxWindow* pParent, PLAT_FORMATDLG* pDlg) {
 }
 
 int DIALOG_ChooseFormat(PLAT_FORMATDLG* pDlg) {
-  FormatDialog Dialog(FRAME_GetWindow(), pDlg);
+  FormatDialog Dialog(_GetOwner(), pDlg);
   return _ShowModal(&Dialog) == wxID_OK;
 }
 
@@ -160,7 +165,7 @@ int DIALOG_ChooseFormat(PLAT_FORMATDLG* pDlg) {
 */
 int DIALOG_ChooseFromList(const char* sTitle, const char* sPrompt,
                           const char* const* asItem, int NumItems, int InitialSel) {
-  wxDialog Dialog(FRAME_GetWindow(), wxID_ANY, _ToWx(sTitle));
+  wxDialog Dialog(_GetOwner(), wxID_ANY, _ToWx(sTitle));
   /* Laid out in dialog units, as the system's dialogs are. */
   auto Du = [&Dialog](int x, int y) { return Dialog.ConvertDialogToPixels(wxPoint(x, y)); };
   auto DuSize = [&Dialog](int x, int y) { return Dialog.ConvertDialogToPixels(wxSize(x, y)); };

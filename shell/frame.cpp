@@ -308,10 +308,6 @@ wxFrame* FRAME_Create(int IsUnattended) {
   return _pFrame;
 }
 
-wxWindow* FRAME_GetWindow(void) {
-  return _IsWindowAlive ? _pFrame : NULL;
-}
-
 wxWindow* FRAME_GetCanvas(void) {
   return _pCanvas;
 }

@@ -14,8 +14,6 @@ class wxWindow;
  * next tick, for a run that is to end by itself. */
 wxFrame*  FRAME_Create(int IsUnattended);
 wxWindow* FRAME_GetCanvas(void);
-/* The main window, as owner of dialogs; null when there is none. */
-wxWindow* FRAME_GetWindow(void);
 /* Sends a command as a menu item or key of the window would. */
 void      FRAME_Command(unsigned Command);
 /* True while the main window lives. */
