@@ -9,6 +9,7 @@
 #include "shell.h"
 
 #include <locale.h>
+#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 
@@ -16,6 +17,7 @@
 #include <wx/dcbuffer.h>
 #include <wx/dcclient.h>
 #include <wx/dcmemory.h>
+#include <wx/dnd.h>
 #include <wx/frame.h>
 #include <wx/menu.h>
 #include <wx/msgdlg.h>
@@ -24,6 +26,7 @@
 
 #include "../app/main.h"
 #include "../commands/cmdline.h"
+#include "../commands/workspace.h"
 #include "../platform/plat.h"
 #include "about.h"
 #include "canvas.h"
@@ -111,6 +114,17 @@ private:
 };
 
 /*********************************************************************
+*  Dropped files
+*/
+class ZelmarDropTarget : public wxFileDropTarget {
+public:
+  bool OnDropFiles(wxCoord, wxCoord, const wxArrayString& asFile) override {
+    FRAME_DropFiles(asFile);
+    return true;
+  }
+};
+
+/*********************************************************************
 *  The main window
 */
 class ZelmarFrame : public wxFrame {
@@ -127,6 +141,8 @@ public:
     Bind(wxEVT_MENU_HIGHLIGHT, &ZelmarFrame::OnMenuHighlight, this);
     Bind(wxEVT_CHAR_HOOK, &ZelmarFrame::OnCharHook, this);
     Bind(wxEVT_CLOSE_WINDOW, &ZelmarFrame::OnClose, this);
+    SetDropTarget(new ZelmarDropTarget);
+    _pCanvas->SetDropTarget(new ZelmarDropTarget);
     _Timer.Start(TIMER_PERIOD);
   }
   void StopTimer() { _Timer.Stop(); }
@@ -325,6 +341,24 @@ void FRAME_Command(unsigned Command) {
   if (MENU_IsEnabled(Command)) {
     _DoCommand(Command);
   }
+}
+
+/* Only the first file of a drop counts; it goes the way of a file from
+ * the Open dialog. */
+void FRAME_DropFiles(const wxArrayString& asFile) {
+  if (!_IsWindowAlive || asFile.empty()) {
+    return;
+  }
+  wxScopedCharBuffer Name = asFile[0].utf8_str();
+  if (Name.length() == 0) {
+    return;
+  }
+  char acName[500];
+  snprintf(acName, sizeof(acName), "%s", Name.data());
+  _pFrame->Raise();
+  _CommandDepth++;
+  OnFileOpen(acName);
+  _CommandDepth--;
 }
 
 class ZelmarApp : public wxApp {

@@ -15,8 +15,11 @@
 #include <wx/choice.h>
 #include <wx/dialog.h>
 #include <wx/filedlg.h>
+#include <wx/filename.h>
+#include <wx/image.h>
 #include <wx/listbox.h>
 
+#include "app/main.h"
 #include "commands/workspace.h"
 #include "shell/dialogs.h"
 #include "shell/frame.h"
@@ -124,4 +127,30 @@ TEST(ShellDialogs, TransparencyListSelectsAndOKSwapsTheColourIntoEntryZero) {
   EXPECT_NE(aUndo[1], nullptr);   /* both snapshots stay, the cancelled one too */
   DIALOG_SetAnswerHook(nullptr);
   WORKSPACE_Reset();
+}
+
+TEST(ShellDialogs, OfThreeDroppedFilesTheFirstIsOpened) {
+  WORKSPACE_Reset();
+  std::string sDir = wxFileName::CreateTempFileName("zelmar-drop").ToStdString();
+  wxRemoveFile(sDir);
+  wxFileName::Mkdir(sDir);
+  wxArrayString asFile;
+  for (int i = 0; i < 3; i++) {
+    asFile.Add(sDir + "/" + (char)('a' + i) + ".bmp");
+    wxImage(2 + i, 2, true).SaveFile(asFile.Last(), wxBITMAP_TYPE_BMP);
+  }
+  FRAME_DropFiles(wxArrayString(1, wxString()));   /* a name of no length: nothing */
+  EXPECT_EQ(pBitmapCurrent, nullptr);
+  FRAME_DropFiles(asFile);
+  ASSERT_NE(pBitmapCurrent, nullptr);
+  EXPECT_EQ(IMAGE_GetXSize(pBitmapCurrent), 2);
+  EXPECT_EQ(std::string(acFileName), asFile[0].ToStdString());
+  wxFileName::Rmdir(sDir, wxPATH_RMDIR_RECURSIVE);
+  WORKSPACE_Reset();
+}
+
+/* Last of all the shell's tests: the window goes. */
+TEST(ShellEnd, ExitEndsTheWindow) {
+  FRAME_Command(MAIN_CMD_EXIT);
+  EXPECT_FALSE(FRAME_Exists());
 }
