@@ -112,6 +112,8 @@ static const PLAT_FRONTEND _FrontEnd = {
   NULL,
   NULL,            /* no dialogs */
   NULL,
+  NULL,            /* no clipboard */
+  NULL,
 };
 
 int CONSOLE_Run(int argc, char** argv) {

@@ -163,6 +163,17 @@ int PLAT_ChooseFromList(const char* sTitle, const char* sPrompt,
                         const char* const* asItem, int NumItems, int InitialSel);
 
 /*********************************************************************
+*  Clipboard: pictures exchanged as packed DIB blocks (a BITMAPINFOHEADER,
+*  its colour table and the rows). Without a front end that has one there
+*  is no clipboard.
+*/
+/* Puts a copy of the block on the clipboard; 1 when done. */
+int   PLAT_SetClipboardDIB(const void* pDIB, uint32_t NumBytes);
+/* The picture on the clipboard as a block from PLAT_Alloc (the caller
+ * frees it), or null when it holds none. */
+void* PLAT_GetClipboardDIB(uint32_t* pNumBytes);
+
+/*********************************************************************
 *  Front ends register their user interface here.
 */
 typedef struct {
@@ -185,6 +196,8 @@ typedef struct {
    * pfOpenFileDialog and a Save dialog is cancelled. */
   int  (*pfFileDialog)(PLAT_FILEDLG* pDlg);
   int  (*pfChooseFormat)(PLAT_FORMATDLG* pDlg);
+  int  (*pfSetClipboardDIB)(const void* pDIB, uint32_t NumBytes);
+  void* (*pfGetClipboardDIB)(uint32_t* pNumBytes);
 } PLAT_FRONTEND;
 
 /* Registers the front end. The table must live as long as the program.

@@ -115,3 +115,18 @@ void PLAT_SaveSetting(const char* sGroup, const char* sName, const char* sValue)
     _pFrontEnd->pfSaveSetting(sGroup, sName, sValue);
   }
 }
+
+int PLAT_SetClipboardDIB(const void* pDIB, uint32_t NumBytes) {
+  if (_pFrontEnd && _pFrontEnd->pfSetClipboardDIB) {
+    return _pFrontEnd->pfSetClipboardDIB(pDIB, NumBytes);
+  }
+  return 0;
+}
+
+void* PLAT_GetClipboardDIB(uint32_t* pNumBytes) {
+  *pNumBytes = 0;
+  if (_pFrontEnd && _pFrontEnd->pfGetClipboardDIB) {
+    return _pFrontEnd->pfGetClipboardDIB(pNumBytes);
+  }
+  return NULL;
+}

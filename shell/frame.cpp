@@ -30,6 +30,7 @@
 #include "../platform/plat.h"
 #include "about.h"
 #include "canvas.h"
+#include "clip.h"
 #include "dialogs.h"
 #include "menu.h"
 #include "status.h"
@@ -302,6 +303,8 @@ static const PLAT_FRONTEND _FrontEnd = {
   STORE_Save,
   DIALOG_File,
   DIALOG_ChooseFormat,
+  CLIP_SetDIB,
+  CLIP_GetDIB,
 };
 
 /*********************************************************************

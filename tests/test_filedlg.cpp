@@ -70,7 +70,7 @@ static int _ChooseFormat(PLAT_FORMATDLG* pDlg) {
 
 static const PLAT_FRONTEND _FrontEnd = {
   nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
-  nullptr, nullptr, nullptr, nullptr, nullptr, _FileDialog, _ChooseFormat,
+  nullptr, nullptr, nullptr, nullptr, nullptr, _FileDialog, _ChooseFormat, nullptr, nullptr,
 };
 
 TEST(FileDlg, SaveAsAsksTypeAndFormatAndKeepsTheTypeOfAPaletteImage) {

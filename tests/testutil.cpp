@@ -196,7 +196,7 @@ static int _FakeChoose(const char* sTitle, const char*, const char* const* asIte
 
 static const PLAT_FRONTEND _FakeTable = {
   _FakeBox, _FakeSend, _FakeAlive, _FakeDestroy, _FakeRefresh, nullptr, nullptr, nullptr,
-  _FakeOpenFile, _FakeChoose, nullptr, nullptr, nullptr, nullptr, nullptr,
+  _FakeOpenFile, _FakeChoose, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
 };
 
 FakeFrontEnd::FakeFrontEnd() {

@@ -12,16 +12,19 @@
 
 #include <wx/app.h>
 #include <wx/checkbox.h>
+#include <wx/clipbrd.h>
 #include <wx/choice.h>
 #include <wx/dialog.h>
 #include <wx/filedlg.h>
 #include <wx/filename.h>
 #include <wx/image.h>
+#include <wx/imagpng.h>
 #include <wx/listbox.h>
 
 #include "app/main.h"
 #include "commands/workspace.h"
 #include "shell/dialogs.h"
+#include "shell/menu.h"
 #include "shell/frame.h"
 
 static std::string _Str(const wxString& s) { return std::string(s.utf8_str()); }
@@ -146,6 +149,39 @@ TEST(ShellDialogs, OfThreeDroppedFilesTheFirstIsOpened) {
   EXPECT_EQ(IMAGE_GetXSize(pBitmapCurrent), 2);
   EXPECT_EQ(std::string(acFileName), asFile[0].ToStdString());
   wxFileName::Rmdir(sDir, wxPATH_RMDIR_RECURSIVE);
+  WORKSPACE_Reset();
+}
+
+TEST(ShellDialogs, ClipboardRoundTripAndPasteOfAnotherPictureType) {
+  WORKSPACE_Reset();
+  pBitmapCurrent = _Image(5);
+  IMAGE_SetPixel(pBitmapCurrent, 1, 2, 4);
+  FRAME_Command(0xE122);
+  EXPECT_TRUE(wxTheClipboard->IsSupported(wxDataFormat("image/bmp")));
+  EXPECT_TRUE(wxTheClipboard->IsSupported(wxDF_BITMAP));
+  EXPECT_TRUE(MENU_IsEnabled(0xE125));
+  FRAME_Command(0xE125);
+  ASSERT_NE(pBitmapCurrent, nullptr);
+  EXPECT_NE(aUndo[0], nullptr);   /* the old image is the snapshot */
+  EXPECT_EQ(IMAGE_GetNumColors(pBitmapCurrent), 5);
+  EXPECT_EQ(IMAGE_GetPixel(pBitmapCurrent, 1, 2), 4u);
+  EXPECT_EQ(IMAGE_GetColor(pBitmapCurrent, 4), 4 * 0x010203u);
+  /* Only a PNG there: decoded by the toolkit, pasted as true colour. */
+  if (!wxImage::FindHandler(wxBITMAP_TYPE_PNG)) wxImage::AddHandler(new wxPNGHandler);
+  wxImage Png(3, 2);
+  Png.SetRGB(2, 1, 0x11, 0x22, 0x33);
+  ASSERT_TRUE(wxTheClipboard->Open());
+  wxTheClipboard->SetData(new wxBitmapDataObject(wxBitmap(Png)));
+  wxTheClipboard->Close();
+  EXPECT_FALSE(wxTheClipboard->IsSupported(wxDataFormat("image/bmp")));
+  FRAME_Command(0xE125);
+  ASSERT_NE(pBitmapCurrent, nullptr);
+  EXPECT_EQ(IMAGE_GetNumColors(pBitmapCurrent), 0);
+  EXPECT_EQ(IMAGE_GetXSize(pBitmapCurrent), 3);
+  EXPECT_EQ(IMAGE_GetPixelColor(pBitmapCurrent, 2, 1), 0x332211u);
+  /* No picture at all: Paste is disabled, and the command reports. */
+  wxTheClipboard->Clear();
+  EXPECT_FALSE(MENU_IsEnabled(0xE125));
   WORKSPACE_Reset();
 }
 
