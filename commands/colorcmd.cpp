@@ -16,6 +16,7 @@
 #include "../core/msg.h"
 #include "../platform/plat.h"
 #include "cmdline.h"
+#include "filedlg.h"
 #include "workspace.h"
 
 /*********************************************************************
@@ -97,11 +98,6 @@ void OnTransparencyOption(void) {
 /* The file last used: the dialog opens with it. */
 static char _acPaletteFile[PALETTE_FILE_LEN];
 
-static const PLAT_FILTER _aFilter[] = {
-  { "Omrak Palette file (*.OmrakPal)", "*.OmrakPal" },
-  { "All files (*.*)",                 "*.*" },
-};
-
 /* Gets the file name from the batch entry or the dialog into
  * _acPaletteFile; 1 when there is one to read. */
 static int _GetPaletteFile(void) {
@@ -117,8 +113,9 @@ static int _GetPaletteFile(void) {
     snprintf(_acPaletteFile, sizeof(_acPaletteFile), "%s", acFile);
     return 1;
   }
-  return PLAT_OpenFileDialog(_acPaletteFile, PALETTE_FILE_LEN - 1, "Open custom palette",
-                             _aFilter, 2, LastFileType);
+  int NumFilters;
+  const PLAT_FILTER* aFilter = FILEDLG_GetFilters(FILEDLG_LIST_PALETTE_FILE, &NumFilters);
+  return FILEDLG_Open(_acPaletteFile, "Open custom palette", aFilter, NumFilters, LastFileType);
 }
 
 /* Snapshot, file name, palette, a second snapshot, conversion. A failure

@@ -11,7 +11,9 @@
 
 #include "../color/palette.h"
 #include "../color/truecolor.h"
+#include "../core/msg.h"
 #include "../geometry/geometry.h"
+#include "../input/dib.h"
 #include "../platform/plat.h"
 #include "colorcmd.h"
 #include "recent.h"
@@ -136,6 +138,50 @@ static void _OnFileSaveAs(void) {
   CANVAS_Refresh();
 }
 
+/* The clipboard: the current image goes as a DIB block; a pasted block
+ * goes through the DIB decoder, with its tolerances and messages. */
+static void _OnEditCopy(void) {
+  if (pBitmapCurrent == NULL) {
+    return;
+  }
+  I32 NumBytes = IMAGE_GetDIBSize(pBitmapCurrent);
+  U8* pDIB = (NumBytes > 0) ? (U8*)PLAT_Alloc((size_t)NumBytes) : NULL;
+  if (pDIB == NULL) {
+    return;
+  }
+  IMAGE_WriteDIB(pBitmapCurrent, pDIB);
+  PLAT_SetClipboardDIB(pDIB, (uint32_t)NumBytes);
+  PLAT_Free(pDIB);
+  IMAGE_ShowStatus("Image copied to clipboard");
+}
+
+static void _PasteImage(void) {
+  uint32_t NumBytes;
+  U8* pDIB = (U8*)PLAT_GetClipboardDIB(&NumBytes);
+  if (pDIB == NULL) {
+    MSG_Error("Can not retrieve data (CF_DIB)");
+    return;
+  }
+  /* The old image goes first: a block that can't be decoded leaves no
+   * current image, and Undo brings the old one back. */
+  if (pBitmapCurrent) {
+    UNDO_Push();
+    IMAGE_Free(pBitmapCurrent);
+    pBitmapCurrent = NULL;
+  }
+  pBitmapCurrent = IMAGE_CreateFromDIB(pDIB, NumBytes);
+  PLAT_Free(pDIB);
+  if (pBitmapCurrent) {
+    MSG_Status("Image pasted");
+    CANVAS_SetInitialZoom(pBitmapCurrent);
+  }
+}
+
+static void _OnEditPaste(void) {
+  _PasteImage();
+  CANVAS_Refresh();
+}
+
 static void _OnUndo(void) {
   UNDO_Pop();
   CANVAS_Refresh();
@@ -183,6 +229,8 @@ static const COMMAND _aCommand[] = {
 
   { 0xE101, _OnFileOpenDlg },
   { 0xE104, _OnFileSaveAs },
+  { 0xE122, _OnEditCopy },
+  { 0xE125, _OnEditPaste },
   { 0xE12B, _OnUndo },
 };
 

@@ -14,11 +14,8 @@
 #include "../output/save.h"
 #include "../platform/plat.h"
 #include "cmdline.h"
+#include "filedlg.h"
 #include "workspace.h"
-
-/* The file type chosen last: the Save dialog's filter index, or the
- * TYPE digit of a batch entry. */
-static int _FilterIndex = 1;
 
 /* Reads the batch entry's text into pChoice and acName. Gives 0 and
  * reports when the text is not valid. */
@@ -34,7 +31,7 @@ static int _ReadBatchArgs(SAVEFORMAT* pChoice, char* acName, int MaxLen) {
     MSG_Error("TYPE has to be between 1 and 3!");
     return 0;
   }
-  _FilterIndex = Type;
+  FILEDLG_SetFilterIndex(Type);
   if (Type == 1) {
     int NumColors = IMAGE_GetNumColors(pBitmapCurrent);
     if (CMDLINE_GetChar() != ',') {
@@ -87,6 +84,93 @@ static int _ReadBatchArgs(SAVEFORMAT* pChoice, char* acName, int MaxLen) {
   return 1;
 }
 
+/*********************************************************************
+*  The Format dialog
+*/
+typedef struct {
+  const char* sLabel;
+  int         Format;
+  int         MaxColors;   /* offered for 1 to MaxColors colours; 0: always */
+} FORMAT_ROW;
+
+static const FORMAT_ROW _aFormatRow[] = {
+  { "1 bit per pixel",                                    1,  2 },
+  { "2 bit per pixel",                                    2,  4 },
+  { "4 bit per pixel",                                    4,  16 },
+  { "8 bit per pixel",                                    5,  256 },
+  { "Compressed, RLE4",                                   6,  16 },
+  { "Compressed, RLE8",                                   7,  256 },
+  { "High color (565)",                                   8,  0 },
+  { "High color (565), red and blue swapped",             9,  0 },
+  { "High color (565), compressed",                       10, 0 },
+  { "High color (565), red and blue swapped, compressed", 11, 0 },
+  { "True color (888)",                                   12, 0 },
+  { "True color (888), red and blue swapped",             13, 0 },
+};
+#define NUM_FORMAT_ROWS ((int)(sizeof(_aFormatRow) / sizeof(_aFormatRow[0])))
+
+/* "Without palette" means something for the palette formats only; the
+ * high colour rows grey it. The others leave it as it is. */
+static int _CheckState(int Format) {
+  switch (Format) {
+  case 1: case 2: case 4: case 5: case 6: case 7: return 1;
+  case 8: case 9:                                 return 0;
+  default:                                        return -1;
+  }
+}
+
+/* Asks for the format of a C bitmap file: the rows that fit the image's
+ * colours, in list order, the first one preselected. 0 on cancel. */
+static int _AskFormat(const IMAGE* pImage, SAVEFORMAT* pChoice) {
+  const char* asItem[NUM_FORMAT_ROWS];
+  int         aValue[NUM_FORMAT_ROWS];
+  int         NumItems  = 0;
+  int         NumColors = IMAGE_GetNumColors(pImage);
+  for (const FORMAT_ROW& Row : _aFormatRow) {
+    if (Row.MaxColors && (NumColors < 1 || NumColors > Row.MaxColors)) {
+      continue;
+    }
+    asItem[NumItems]   = Row.sLabel;
+    aValue[NumItems++] = Row.Format;
+  }
+  PLAT_FORMATDLG Dlg;
+  memset(&Dlg, 0, sizeof(Dlg));
+  Dlg.sTitle         = "Format specification";
+  Dlg.sPrompt        = "Select format:";
+  Dlg.sCheckLabel    = "&Without palette";
+  Dlg.asItem         = asItem;
+  Dlg.aValue         = aValue;
+  Dlg.NumItems       = NumItems;
+  Dlg.IsCheckEnabled = NumItems > NUM_FORMAT_ROWS - 6;   /* some palette row is offered */
+  Dlg.pfCheckState   = _CheckState;
+  if (!PLAT_ChooseFormat(&Dlg)) {
+    return 0;
+  }
+  pChoice->Format    = Dlg.Value;
+  pChoice->NoPalette = Dlg.IsChecked ? 1 : 0;
+  return 1;
+}
+
+/* The file dialog, and the Format dialog for a C bitmap file. 0 when the
+ * user cancels. */
+static int _AskUser(SAVEFORMAT* pChoice, char* acName) {
+  snprintf(acName, FILEDLG_NAME_LEN, "%s", acFileName);
+  int IsPalette = IMAGE_GetNumColors(pBitmapCurrent) != 0;
+  int NumFilters;
+  const PLAT_FILTER* aFilter = FILEDLG_GetFilters(IsPalette ? FILEDLG_LIST_SAVE_PALETTE : FILEDLG_LIST_SAVE_RGB, &NumFilters);
+  if (!FILEDLG_Save(acName, "Save bitmap file", aFilter, NumFilters, LastFileType)) {
+    return 0;
+  }
+  /* Only a palette image's choice is kept for the next dialog. */
+  if (IsPalette) {
+    LastFileType = FILEDLG_GetFilterIndex();
+  }
+  if (FILEDLG_GetFilterIndex() == 1) {
+    return _AskFormat(pBitmapCurrent, pChoice);
+  }
+  return 1;
+}
+
 void OnFileSaveAs(void) {
   SAVEFORMAT Choice = { 0, 0 };
   char       acName[512];
@@ -100,9 +184,9 @@ void OnFileSaveAs(void) {
       return;
     }
   } else {
-    /* Asking the user needs the file dialog of the desktop front end;
-     * without one the save is left as if cancelled. */
-    return;
+    if (!_AskUser(&Choice, acName)) {
+      return;
+    }
   }
   if (IMAGE_GetNumColors(pBitmapCurrent) != 0 && Choice.Format >= 8 && Choice.Format <= 13) {
     UNDO_Push();
@@ -119,13 +203,13 @@ void OnFileSaveAs(void) {
     MSG_Error("Invalid file handle");
     return;
   }
-  pBitmapCurrent = IMAGE_SaveFile(pBitmapCurrent, hFile, _FilterIndex, acName, &Choice);
+  pBitmapCurrent = IMAGE_SaveFile(pBitmapCurrent, hFile, FILEDLG_GetFilterIndex(), acName, &Choice);
   /* The file replaces an existing one only now, when all of it was
    * written. A failed write is reported; the old file stays. */
   if (PLAT_Close(hFile) == PLAT_CLOSE_FAILED) {
     char ac[700];
     snprintf(ac, sizeof(ac), "Write error: %s: %s", acName, PLAT_GetErrorText());
-    if (_FilterIndex == 3) {
+    if (FILEDLG_GetFilterIndex() == 3) {
       /* As when the GIF writer sees the failure itself: the reduced
        * image goes with the file. */
       IMAGE_Free(pBitmapCurrent);

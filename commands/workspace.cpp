@@ -10,6 +10,7 @@
 
 #include "../input/loader.h"
 #include "../platform/plat.h"
+#include "filedlg.h"
 #include "recent.h"
 
 IMAGE* pBitmapCurrent;
@@ -142,8 +143,13 @@ IMAGE* OnFileOpen(const char* sPath) {
 }
 
 void OnFileOpenDlg(void) {
-  /* The file dialog belongs to the desktop front end; without it there
-   * is nothing to choose from. */
+  char acName[FILEDLG_NAME_LEN];
+  snprintf(acName, sizeof(acName), "%s", acFileName);
+  int NumFilters;
+  const PLAT_FILTER* aFilter = FILEDLG_GetFilters(FILEDLG_LIST_OPEN, &NumFilters);
+  if (FILEDLG_Open(acName, "Open bitmap file", aFilter, NumFilters, LastFileType)) {
+    OnFileOpen(acName);
+  }
 }
 
 void WORKSPACE_Reset(void) {

@@ -110,6 +110,10 @@ static const PLAT_FRONTEND _FrontEnd = {
   NULL,            /* no menu */
   NULL,            /* nothing kept between runs: a build machine stays as it was */
   NULL,
+  NULL,            /* no dialogs */
+  NULL,
+  NULL,            /* no clipboard */
+  NULL,
 };
 
 int CONSOLE_Run(int argc, char** argv) {

@@ -121,10 +121,57 @@ typedef struct {
  * from 1; 0 is taken as 1. Gives 1 when a file was chosen, 0 on cancel. */
 int PLAT_OpenFileDialog(char* pBuffer, int MaxLen, const char* sTitle,
                         const PLAT_FILTER* aFilter, int NumFilters, int FilterIndex);
+/* The file dialogs in full. FilterIndex counts from 1 and holds, after
+ * the dialog, the entry the user left selected. sInitialDir is the folder
+ * (or a path in it) to start in; empty for the system's choice. A Save
+ * dialog calls pfTypeChange, where the toolkit tells it, with the text of
+ * its name field when the user picks another type; the routine rewrites
+ * the text (at most MaxLen characters and the end mark) in place. */
+typedef struct {
+  int                IsSave;
+  const char*        sTitle;
+  const PLAT_FILTER* aFilter;
+  int                NumFilters;
+  int                FilterIndex;
+  const char*        sInitialDir;
+  char*              pBuffer;      /* start name in, path chosen out */
+  int                MaxLen;
+  void (*pfTypeChange)(int FilterIndex, char* pName, int MaxLen);
+} PLAT_FILEDLG;
+int PLAT_FileDialog(PLAT_FILEDLG* pDlg);
+/* A modal choice of one of a list of labelled numbers, the first row
+ * selected at the start, with a check box below the list. When the user
+ * selects another row, pfCheckState tells for its number whether the box
+ * is enabled (1), greyed (0) or left as it is (-1); its mark stays.
+ * Gives 1 on OK, with Value and IsChecked filled in, 0 on cancel. */
+typedef struct {
+  const char*        sTitle;
+  const char*        sPrompt;
+  const char*        sCheckLabel;
+  const char* const* asItem;
+  const int*         aValue;
+  int                NumItems;
+  int                IsCheckEnabled;
+  int (*pfCheckState)(int Value);
+  int                Value;
+  int                IsChecked;
+} PLAT_FORMATDLG;
+int PLAT_ChooseFormat(PLAT_FORMATDLG* pDlg);
 /* A modal choice of one item of a list: gives the item number chosen
  * (from 0), or -1 on cancel. InitialSel is selected first. */
 int PLAT_ChooseFromList(const char* sTitle, const char* sPrompt,
                         const char* const* asItem, int NumItems, int InitialSel);
+
+/*********************************************************************
+*  Clipboard: pictures exchanged as packed DIB blocks (a BITMAPINFOHEADER,
+*  its colour table and the rows). Without a front end that has one there
+*  is no clipboard.
+*/
+/* Puts a copy of the block on the clipboard; 1 when done. */
+int   PLAT_SetClipboardDIB(const void* pDIB, uint32_t NumBytes);
+/* The picture on the clipboard as a block from PLAT_Alloc (the caller
+ * frees it), or null when it holds none. */
+void* PLAT_GetClipboardDIB(uint32_t* pNumBytes);
 
 /*********************************************************************
 *  Front ends register their user interface here.
@@ -145,6 +192,12 @@ typedef struct {
   void (*pfUpdateMenu)(void);
   int  (*pfLoadSetting)(const char* sGroup, const char* sName, char* pBuffer, int MaxLen);
   void (*pfSaveSetting)(const char* sGroup, const char* sName, const char* sValue);
+  /* Both file dialogs; when missing, an Open dialog goes to
+   * pfOpenFileDialog and a Save dialog is cancelled. */
+  int  (*pfFileDialog)(PLAT_FILEDLG* pDlg);
+  int  (*pfChooseFormat)(PLAT_FORMATDLG* pDlg);
+  int  (*pfSetClipboardDIB)(const void* pDIB, uint32_t NumBytes);
+  void* (*pfGetClipboardDIB)(uint32_t* pNumBytes);
 } PLAT_FRONTEND;
 
 /* Registers the front end. The table must live as long as the program.

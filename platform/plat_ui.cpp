@@ -69,6 +69,23 @@ int PLAT_OpenFileDialog(char* pBuffer, int MaxLen, const char* sTitle,
   return 0;
 }
 
+int PLAT_FileDialog(PLAT_FILEDLG* pDlg) {
+  if (_pFrontEnd && _pFrontEnd->pfFileDialog) {
+    return _pFrontEnd->pfFileDialog(pDlg);
+  }
+  if (!pDlg->IsSave) {
+    return PLAT_OpenFileDialog(pDlg->pBuffer, pDlg->MaxLen, pDlg->sTitle, pDlg->aFilter, pDlg->NumFilters, pDlg->FilterIndex);
+  }
+  return 0;
+}
+
+int PLAT_ChooseFormat(PLAT_FORMATDLG* pDlg) {
+  if (_pFrontEnd && _pFrontEnd->pfChooseFormat) {
+    return _pFrontEnd->pfChooseFormat(pDlg);
+  }
+  return 0;
+}
+
 int PLAT_ChooseFromList(const char* sTitle, const char* sPrompt,
                         const char* const* asItem, int NumItems, int InitialSel) {
   if (_pFrontEnd && _pFrontEnd->pfChooseFromList) {
@@ -97,4 +114,19 @@ void PLAT_SaveSetting(const char* sGroup, const char* sName, const char* sValue)
   if (_pFrontEnd && _pFrontEnd->pfSaveSetting) {
     _pFrontEnd->pfSaveSetting(sGroup, sName, sValue);
   }
+}
+
+int PLAT_SetClipboardDIB(const void* pDIB, uint32_t NumBytes) {
+  if (_pFrontEnd && _pFrontEnd->pfSetClipboardDIB) {
+    return _pFrontEnd->pfSetClipboardDIB(pDIB, NumBytes);
+  }
+  return 0;
+}
+
+void* PLAT_GetClipboardDIB(uint32_t* pNumBytes) {
+  *pNumBytes = 0;
+  if (_pFrontEnd && _pFrontEnd->pfGetClipboardDIB) {
+    return _pFrontEnd->pfGetClipboardDIB(pNumBytes);
+  }
+  return NULL;
 }

@@ -9,6 +9,7 @@
 #include "shell.h"
 
 #include <locale.h>
+#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 
@@ -16,6 +17,7 @@
 #include <wx/dcbuffer.h>
 #include <wx/dcclient.h>
 #include <wx/dcmemory.h>
+#include <wx/dnd.h>
 #include <wx/frame.h>
 #include <wx/menu.h>
 #include <wx/msgdlg.h>
@@ -24,9 +26,12 @@
 
 #include "../app/main.h"
 #include "../commands/cmdline.h"
+#include "../commands/workspace.h"
 #include "../platform/plat.h"
 #include "about.h"
 #include "canvas.h"
+#include "clip.h"
+#include "dialogs.h"
 #include "menu.h"
 #include "status.h"
 #include "store.h"
@@ -110,6 +115,17 @@ private:
 };
 
 /*********************************************************************
+*  Dropped files
+*/
+class ZelmarDropTarget : public wxFileDropTarget {
+public:
+  bool OnDropFiles(wxCoord, wxCoord, const wxArrayString& asFile) override {
+    FRAME_DropFiles(asFile);
+    return true;
+  }
+};
+
+/*********************************************************************
 *  The main window
 */
 class ZelmarFrame : public wxFrame {
@@ -126,6 +142,8 @@ public:
     Bind(wxEVT_MENU_HIGHLIGHT, &ZelmarFrame::OnMenuHighlight, this);
     Bind(wxEVT_CHAR_HOOK, &ZelmarFrame::OnCharHook, this);
     Bind(wxEVT_CLOSE_WINDOW, &ZelmarFrame::OnClose, this);
+    SetDropTarget(new ZelmarDropTarget);
+    _pCanvas->SetDropTarget(new ZelmarDropTarget);
     _Timer.Start(TIMER_PERIOD);
   }
   void StopTimer() { _Timer.Stop(); }
@@ -278,11 +296,15 @@ static const PLAT_FRONTEND _FrontEnd = {
   _SetWindowTitle,
   _SetStatusText,
   _ShowAbout,
-  NULL,            /* the file dialogs come with their own module */
-  NULL,
+  NULL,            /* both file dialogs go to DIALOG_File */
+  DIALOG_ChooseFromList,
   _UpdateMenu,
   STORE_Load,
   STORE_Save,
+  DIALOG_File,
+  DIALOG_ChooseFormat,
+  CLIP_SetDIB,
+  CLIP_GetDIB,
 };
 
 /*********************************************************************
@@ -322,6 +344,24 @@ void FRAME_Command(unsigned Command) {
   if (MENU_IsEnabled(Command)) {
     _DoCommand(Command);
   }
+}
+
+/* Only the first file of a drop counts; it goes the way of a file from
+ * the Open dialog. */
+void FRAME_DropFiles(const wxArrayString& asFile) {
+  if (!_IsWindowAlive || asFile.empty()) {
+    return;
+  }
+  wxScopedCharBuffer Name = asFile[0].utf8_str();
+  if (Name.length() == 0) {
+    return;
+  }
+  char acName[500];
+  snprintf(acName, sizeof(acName), "%s", Name.data());
+  _pFrame->Raise();
+  _CommandDepth++;
+  OnFileOpen(acName);
+  _CommandDepth--;
 }
 
 class ZelmarApp : public wxApp {

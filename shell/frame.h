@@ -7,6 +7,7 @@
 
 class wxFrame;
 class wxWindow;
+class wxArrayString;
 
 /* Start-up steps 1 to 9 (title, window with its timer, status bar, the
  * logic of the program); the caller then parses the arguments and runs
@@ -18,5 +19,7 @@ wxWindow* FRAME_GetCanvas(void);
 void      FRAME_Command(unsigned Command);
 /* True while the main window lives. */
 int       FRAME_Exists(void);
+/* Files dropped on the window: the first is opened. */
+void      FRAME_DropFiles(const wxArrayString& asFile);
 
 #endif

@@ -6,7 +6,6 @@
 #include <stdio.h>
 #include <string.h>
 
-#include <wx/clipbrd.h>
 #include <wx/accel.h>
 #include <wx/defs.h>
 #include <wx/log.h>
@@ -18,6 +17,7 @@
 #include "../color/dither.h"
 #include "../commands/recent.h"
 #include "../commands/workspace.h"
+#include "clip.h"
 
 /* Every command number that the menu knows; the wxWidgets id of a
  * command is _FIRST_ID plus its place here. wxWidgets refuses ids from
@@ -238,13 +238,9 @@ void MENU_UpdateRecent(wxMenuBar* pMenuBar) {
 /*********************************************************************
 *  Item states
 */
-static int _ClipboardHasImage(void) {
-  return wxTheClipboard->IsSupported(wxDataFormat(wxDF_BITMAP)) ? 1 : 0;
-}
-
 int MENU_IsEnabled(unsigned Command) {
   if (Command == 0xE125) {
-    return _ClipboardHasImage();
+    return CLIP_HasImage();
   }
   if (Command == 0xE12B) {
     return aUndo[0] != NULL;

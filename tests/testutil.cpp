@@ -193,7 +193,7 @@ static void _FakeDestroy(void) { _pFake->IsWindowAlive = false; }
 
 static const PLAT_FRONTEND _FakeTable = {
   _FakeBox, _FakeSend, _FakeAlive, _FakeDestroy, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
-  nullptr, nullptr, nullptr,
+  nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
 };
 
 FakeFrontEnd::FakeFrontEnd() {

@@ -308,11 +308,6 @@ TEST_F(ShellTest, RecentFilesKeepTheirPlaceFallOutAtNineAndComeBack) {
   EXPECT_EQ(_RecentLabels(), "&1 " + d + "/a.bmp|&2 " + d + "/e.bmp|");
 }
 
-TEST_F(ShellTest, ExitEndsTheWindow) {
-  FRAME_Command(MAIN_CMD_EXIT);
-  EXPECT_FALSE(FRAME_Exists());
-}
-
 int main(int argc, char** argv) {
   ::testing::InitGoogleTest(&argc, argv);
   const char* sTmp = getenv("TMPDIR");

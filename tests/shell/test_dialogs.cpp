@@ -1,0 +1,192 @@
+/*
+ * The desktop's dialogs as the commands open them: the Format dialog of
+ * Save As and the Transparency list, answered in place of a user. With
+ * ZELMAR_SHOT_DIR set, each dialog is also shown and photographed there.
+ */
+#include <gtest/gtest.h>
+
+#include <stdlib.h>
+
+#include <string>
+#include <vector>
+
+#include <wx/app.h>
+#include <wx/checkbox.h>
+#include <wx/clipbrd.h>
+#include <wx/choice.h>
+#include <wx/dialog.h>
+#include <wx/filedlg.h>
+#include <wx/filename.h>
+#include <wx/image.h>
+#include <wx/imagpng.h>
+#include <wx/listbox.h>
+
+#include "app/main.h"
+#include "commands/workspace.h"
+#include "shell/dialogs.h"
+#include "shell/menu.h"
+#include "shell/frame.h"
+
+static std::string _Str(const wxString& s) { return std::string(s.utf8_str()); }
+
+/* What the Format dialog showed: its rows, "*" behind the selected one,
+ * the box's state ("box on/off"), and the state after picking row Pick. */
+static std::string _Seen;
+static int _Pick, _ListAnswer;
+
+static void _Photograph(wxDialog* pDialog, const char* sName) {
+  const char* sDir = getenv("ZELMAR_SHOT_DIR");
+  if (sDir == nullptr) return;
+  pDialog->Show();
+  for (int i = 0; i < 20; i++) { wxMilliSleep(20); wxTheApp->Yield(true); }
+  std::string sCmd = "import -window root " + std::string(sDir) + "/" + sName + ".png";
+  EXPECT_EQ(system(sCmd.c_str()), 0);
+  pDialog->Hide();
+}
+
+static int _Answer(wxDialog* pDialog) {
+  if (dynamic_cast<wxFileDialog*>(pDialog)) return wxID_OK;
+  auto* pList = dynamic_cast<wxListBox*>(pDialog->FindWindow(230));
+  if (pList) {
+    auto* pCheck = dynamic_cast<wxCheckBox*>(pDialog->FindWindow(210));
+    _Seen = _Str(pDialog->GetTitle());
+    for (unsigned i = 0; i < pList->GetCount(); i++)
+      _Seen += "|" + _Str(pList->GetString(i)) + ((int)i == pList->GetSelection() ? "*" : "");
+    _Seen += pCheck->IsEnabled() ? "|box on" : "|box off";
+    _Photograph(pDialog, "format");
+    pList->SetSelection(_Pick);
+    wxCommandEvent Event(wxEVT_LISTBOX, 230);
+    Event.SetInt(_Pick);
+    pList->GetEventHandler()->ProcessEvent(Event);
+    _Seen += pCheck->IsEnabled() ? "|then on" : "|then off";
+    return wxID_CANCEL;
+  }
+  auto* pChoice = dynamic_cast<wxChoice*>(pDialog->FindWindow(1001));
+  if (pChoice) {
+    _Seen = _Str(pDialog->GetTitle());
+    for (unsigned i = 0; i < pChoice->GetCount(); i++)
+      _Seen += "|" + _Str(pChoice->GetString(i)) + ((int)i == pChoice->GetSelection() ? "*" : "");
+    _Photograph(pDialog, "transparency");
+    if (_ListAnswer < 0) return wxID_CANCEL;
+    pChoice->SetSelection(_ListAnswer);
+    return wxID_OK;
+  }
+  return wxID_CANCEL;
+}
+
+/* A palette image of NumColors entries; above 256 colours a true-colour
+ * image of that many colours. */
+static IMAGE* _Image(int NumColors) {
+  if (NumColors > 256) {
+    IMAGE* p = IMAGE_Create(NumColors, 1, 0);
+    for (int i = 0; i < NumColors; i++) IMAGE_SetPixel(p, i, 0, (unsigned)i * 0x010203u);
+    return p;
+  }
+  IMAGE* p = IMAGE_Create(4, 4, NumColors);
+  for (int i = 0; i < NumColors; i++) IMAGE_SetColor(p, i, (unsigned)i * 0x010203u);
+  return p;
+}
+
+static std::string _FormatDialogFor(int NumColors, int Pick) {
+  WORKSPACE_Reset();
+  pBitmapCurrent = _Image(NumColors);
+  snprintf(acFileName, sizeof(acFileName), "/nonexistent/pic.bmp");
+  LastFileType = 1;
+  _Seen.clear();
+  _Pick = Pick;
+  DIALOG_SetAnswerHook(_Answer);
+  FRAME_Command(0xE104);
+  DIALOG_SetAnswerHook(nullptr);
+  return _Seen;
+}
+
+TEST(ShellDialogs, FormatDialogOffersTheRowsThatFitAndGreysTheBoxForHighColour) {
+  const std::string sHigh = "|High color (565)|High color (565), red and blue swapped|High color (565), compressed"
+                            "|High color (565), red and blue swapped, compressed|True color (888)"
+                            "|True color (888), red and blue swapped";
+  EXPECT_EQ(_FormatDialogFor(2, 6), "Format specification|1 bit per pixel*|2 bit per pixel|4 bit per pixel"
+            "|8 bit per pixel|Compressed, RLE4|Compressed, RLE8" + sHigh + "|box on|then off");
+  EXPECT_EQ(_FormatDialogFor(16, 4), "Format specification|4 bit per pixel*|8 bit per pixel|Compressed, RLE4"
+            "|Compressed, RLE8" + sHigh + "|box on|then off");
+  EXPECT_EQ(_FormatDialogFor(300, 0), "Format specification" + sHigh.substr(0, 17) + "*" + sHigh.substr(17) + "|box off|then off");
+  EXPECT_EQ(_FormatDialogFor(0, 4), "Format specification" + sHigh.substr(0, 17) + "*" + sHigh.substr(17) + "|box off|then off");
+  EXPECT_EQ(IMAGE_GetNumColors(pBitmapCurrent), 0);   /* cancelled: nothing changed */
+}
+
+TEST(ShellDialogs, TransparencyListSelectsAndOKSwapsTheColourIntoEntryZero) {
+  WORKSPACE_Reset();
+  pBitmapCurrent = _Image(3);
+  IMAGE_SetColor(pBitmapCurrent, 2, 0x0000FF);
+  DIALOG_SetAnswerHook(_Answer);
+  _ListAnswer = 3;
+  FRAME_Command(0x8009);
+  EXPECT_EQ(_Seen, "Transparency|No transparency*|Index 0: 000000|Index 1: 010203|Index 2: 0000FF");
+  EXPECT_EQ(IMAGE_GetColor(pBitmapCurrent, 0), 0x0000FFu);
+  EXPECT_TRUE(IMAGE_GetHasTrans(pBitmapCurrent));
+  _ListAnswer = -1;
+  FRAME_Command(0x8009);
+  EXPECT_EQ(_Seen.substr(0, 45), "Transparency|No transparency|Index 0: 0000FF*");
+  EXPECT_TRUE(IMAGE_GetHasTrans(pBitmapCurrent));
+  EXPECT_NE(aUndo[1], nullptr);   /* both snapshots stay, the cancelled one too */
+  DIALOG_SetAnswerHook(nullptr);
+  WORKSPACE_Reset();
+}
+
+TEST(ShellDialogs, OfThreeDroppedFilesTheFirstIsOpened) {
+  WORKSPACE_Reset();
+  std::string sDir = wxFileName::CreateTempFileName("zelmar-drop").ToStdString();
+  wxRemoveFile(sDir);
+  wxFileName::Mkdir(sDir);
+  wxArrayString asFile;
+  for (int i = 0; i < 3; i++) {
+    asFile.Add(sDir + "/" + (char)('a' + i) + ".bmp");
+    wxImage(2 + i, 2, true).SaveFile(asFile.Last(), wxBITMAP_TYPE_BMP);
+  }
+  FRAME_DropFiles(wxArrayString(1, wxString()));   /* a name of no length: nothing */
+  EXPECT_EQ(pBitmapCurrent, nullptr);
+  FRAME_DropFiles(asFile);
+  ASSERT_NE(pBitmapCurrent, nullptr);
+  EXPECT_EQ(IMAGE_GetXSize(pBitmapCurrent), 2);
+  EXPECT_EQ(std::string(acFileName), asFile[0].ToStdString());
+  wxFileName::Rmdir(sDir, wxPATH_RMDIR_RECURSIVE);
+  WORKSPACE_Reset();
+}
+
+TEST(ShellDialogs, ClipboardRoundTripAndPasteOfAnotherPictureType) {
+  WORKSPACE_Reset();
+  pBitmapCurrent = _Image(5);
+  IMAGE_SetPixel(pBitmapCurrent, 1, 2, 4);
+  FRAME_Command(0xE122);
+  EXPECT_TRUE(wxTheClipboard->IsSupported(wxDataFormat("image/bmp")));
+  EXPECT_TRUE(wxTheClipboard->IsSupported(wxDF_BITMAP));
+  EXPECT_TRUE(MENU_IsEnabled(0xE125));
+  FRAME_Command(0xE125);
+  ASSERT_NE(pBitmapCurrent, nullptr);
+  EXPECT_NE(aUndo[0], nullptr);   /* the old image is the snapshot */
+  EXPECT_EQ(IMAGE_GetNumColors(pBitmapCurrent), 5);
+  EXPECT_EQ(IMAGE_GetPixel(pBitmapCurrent, 1, 2), 4u);
+  EXPECT_EQ(IMAGE_GetColor(pBitmapCurrent, 4), 4 * 0x010203u);
+  /* Only a PNG there: decoded by the toolkit, pasted as true colour. */
+  if (!wxImage::FindHandler(wxBITMAP_TYPE_PNG)) wxImage::AddHandler(new wxPNGHandler);
+  wxImage Png(3, 2);
+  Png.SetRGB(2, 1, 0x11, 0x22, 0x33);
+  ASSERT_TRUE(wxTheClipboard->Open());
+  wxTheClipboard->SetData(new wxBitmapDataObject(wxBitmap(Png)));
+  wxTheClipboard->Close();
+  EXPECT_FALSE(wxTheClipboard->IsSupported(wxDataFormat("image/bmp")));
+  FRAME_Command(0xE125);
+  ASSERT_NE(pBitmapCurrent, nullptr);
+  EXPECT_EQ(IMAGE_GetNumColors(pBitmapCurrent), 0);
+  EXPECT_EQ(IMAGE_GetXSize(pBitmapCurrent), 3);
+  EXPECT_EQ(IMAGE_GetPixelColor(pBitmapCurrent, 2, 1), 0x332211u);
+  /* No picture at all: Paste is disabled, and the command reports. */
+  wxTheClipboard->Clear();
+  EXPECT_FALSE(MENU_IsEnabled(0xE125));
+  WORKSPACE_Reset();
+}
+
+/* Last of all the shell's tests: the window goes. */
+TEST(ShellEnd, ExitEndsTheWindow) {
+  FRAME_Command(MAIN_CMD_EXIT);
+  EXPECT_FALSE(FRAME_Exists());
+}

@@ -1,0 +1,148 @@
+/*
+ * The Save dialog's extension rules, and Save As and Open driven through
+ * a front end whose file dialog answers as a user would.
+ */
+#include <gtest/gtest.h>
+
+#include <string.h>
+
+#include <string>
+
+#include "commands/filedlg.h"
+#include "commands/saveas.h"
+#include "commands/workspace.h"
+#include "platform/plat.h"
+#include "testutil.h"
+
+static std::string _Start(const char* sName, int Index, int List = FILEDLG_LIST_SAVE_PALETTE) {
+  int NumFilters;
+  const PLAT_FILTER* aFilter = FILEDLG_GetFilters(List, &NumFilters);
+  char ac[FILEDLG_NAME_LEN];
+  snprintf(ac, sizeof(ac), "%s", sName);
+  FILEDLG_ReplaceExt(ac, FILEDLG_NAME_LEN - 1, FILEDLG_GetFilterExt(aFilter, NumFilters, Index));
+  return ac;
+}
+
+TEST(FileDlg, StartNameTakesTheTypesExtensionAtTheFirstDot) {
+  EXPECT_EQ(_Start("a.b.bmp", 3), "a.gif");
+  EXPECT_EQ(_Start("picture", 2), "picture.bmp");
+  EXPECT_EQ(_Start("", 1), ".c");
+  EXPECT_EQ(_Start("C:\\my.dir\\pic.bmp", 1), "C:\\my.c");
+  EXPECT_EQ(_Start("x.gif", 4), "x.dta");
+  /* Past the three entries of a true-colour image: the first one's. */
+  EXPECT_EQ(_Start("x.gif", 4, FILEDLG_LIST_SAVE_RGB), "x.c");
+  EXPECT_EQ(_Start("x.gif", 0, FILEDLG_LIST_SAVE_RGB), "x.c");
+  /* Cut to the buffer, never past it. */
+  char ac[8] = "abcdefg";
+  FILEDLG_ReplaceExt(ac, 5, "bmp");
+  EXPECT_STREQ(ac, "abcde");
+  strcpy(ac, "ab");
+  FILEDLG_ReplaceExt(ac, 5, "bmp");
+  EXPECT_STREQ(ac, "ab.bm");
+}
+
+/* A file dialog that records what it was given and answers from a script. */
+static PLAT_FILEDLG _Seen;
+static std::string  _SeenStart, _Answer;
+static int          _AnswerIndex, _TypeChangeTo;
+static PLAT_FORMATDLG _SeenFormat;
+static int          _FormatAnswer = -1;
+
+static int _FileDialog(PLAT_FILEDLG* pDlg) {
+  _Seen = *pDlg;
+  _SeenStart = pDlg->pBuffer;
+  if (_TypeChangeTo && pDlg->pfTypeChange) {
+    pDlg->pfTypeChange(_TypeChangeTo, pDlg->pBuffer, pDlg->MaxLen);
+  }
+  if (_Answer.empty()) return 0;
+  if (_Answer != "=") snprintf(pDlg->pBuffer, (size_t)pDlg->MaxLen + 1, "%s", _Answer.c_str());
+  pDlg->FilterIndex = _AnswerIndex;
+  return 1;
+}
+
+static int _ChooseFormat(PLAT_FORMATDLG* pDlg) {
+  _SeenFormat = *pDlg;
+  if (_FormatAnswer < 0) return 0;
+  pDlg->Value = pDlg->aValue[_FormatAnswer];
+  pDlg->IsChecked = 0;
+  return 1;
+}
+
+static const PLAT_FRONTEND _FrontEnd = {
+  nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+  nullptr, nullptr, nullptr, nullptr, nullptr, _FileDialog, _ChooseFormat, nullptr, nullptr,
+};
+
+TEST(FileDlg, SaveAsAsksTypeAndFormatAndKeepsTheTypeOfAPaletteImage) {
+  WORKSPACE_Reset();
+  PLAT_SetFrontEnd(&_FrontEnd);
+  TempDir Tmp;
+  std::string sDir = Tmp.Path;
+  pBitmapCurrent = MakeTestImage(4, 4, 16);
+  snprintf(acFileName, sizeof(acFileName), "%s/pic.bmp", sDir.c_str());
+  /* Cancel: nothing kept but the folder. */
+  _Answer = "";
+  LastFileType = 0;
+  OnFileSaveAs();
+  EXPECT_EQ(_Seen.NumFilters, 4);
+  EXPECT_EQ(_Seen.FilterIndex, 1);
+  EXPECT_STREQ(_Seen.sTitle, "Save bitmap file");
+  EXPECT_EQ(_SeenStart, sDir + "/pic.c");
+  EXPECT_EQ(std::string(FILEDLG_GetLastSaveName()), sDir + "/pic.c");
+  EXPECT_EQ(LastFileType, 0);
+  /* A type change rewrites the name; a name typed without a dot gets the
+   * type's extension. The C stream is written from here. */
+  _TypeChangeTo = 4;
+  _Answer = "=";
+  _AnswerIndex = 4;
+  OnFileSaveAs();
+  EXPECT_EQ(LastFileType, 4);
+  EXPECT_TRUE(FileExists(sDir + "/pic.dta"));
+  _TypeChangeTo = 2;
+  _Answer = sDir + "/typed";
+  _AnswerIndex = 2;
+  OnFileSaveAs();
+  EXPECT_TRUE(FileExists(sDir + "/typed.bmp"));
+  EXPECT_EQ(LastFileType, 2);
+  _TypeChangeTo = 0;
+  /* Type 1 asks for the format: a 16-colour image from 4 bits on; the
+   * 8th row (high colour, swapped) expands, saves and comes back. */
+  _Answer = sDir + "/out.c";
+  _AnswerIndex = 1;
+  _FormatAnswer = -1;
+  OnFileSaveAs();
+  ASSERT_EQ(_SeenFormat.NumItems, 10);
+  EXPECT_STREQ(_SeenFormat.asItem[0], "4 bit per pixel");
+  EXPECT_EQ(_SeenFormat.IsCheckEnabled, 1);
+  EXPECT_FALSE(FileExists(sDir + "/out.c"));
+  EXPECT_EQ(LastFileType, 1);
+  _FormatAnswer = 5;
+  OnFileSaveAs();
+  EXPECT_EQ(IMAGE_GetNumColors(pBitmapCurrent), 16);
+  EXPECT_NE(ReadFileBytes(sDir + "/out.c").find("OMRAK_DRAW_BMPM565"), std::string::npos);
+  /* A true-colour image: three types, rows 7 to 12, box greyed, and the
+   * type isn't kept. */
+  IMAGE_Free(pBitmapCurrent);
+  pBitmapCurrent = IMAGE_Create(2, 2, 0);
+  _FormatAnswer = -1;
+  _AnswerIndex = 1;
+  LastFileType = 4;
+  OnFileSaveAs();
+  EXPECT_EQ(_Seen.NumFilters, 3);
+  EXPECT_EQ(_SeenFormat.NumItems, 6);
+  EXPECT_STREQ(_SeenFormat.asItem[0], "High color (565)");
+  EXPECT_EQ(_SeenFormat.IsCheckEnabled, 0);
+  EXPECT_EQ(_SeenFormat.pfCheckState(9), 0);
+  EXPECT_EQ(_SeenFormat.pfCheckState(7), 1);
+  EXPECT_EQ(_SeenFormat.pfCheckState(12), -1);
+  EXPECT_EQ(LastFileType, 4);
+  /* Open: its own title and list, the chosen file opened. */
+  _Answer = sDir + "/typed.bmp";
+  OnFileOpenDlg();
+  EXPECT_STREQ(_Seen.sTitle, "Open bitmap file");
+  EXPECT_EQ(_Seen.NumFilters, 2);
+  EXPECT_STREQ(_Seen.aFilter[0].sLabel, "Image file (*.bmp, *.gif, *.sbmp)");
+  EXPECT_EQ(std::string(acFileName), sDir + "/typed.bmp");
+  PLAT_SetFrontEnd(nullptr);
+  WORKSPACE_Reset();
+}
