@@ -13,6 +13,9 @@
 static const PLAT_FILTER _aOpen[] = {
   { "Image file (*.bmp, *.gif, *.sbmp)", "*.bmp;*.gif;*.sbmp" },
   { "All files (*.*)",                   "*.*" },
+  /* Beyond the classic pair, kept behind it so that both keep their
+   * numbers. */
+  { "PNG and JPEG file (*.png, *.jpg, *.jpeg)", "*.png;*.jpg;*.jpeg" },
 };
 
 /* A true-colour image gets the first three: it has no stream type. */
@@ -39,7 +42,7 @@ const PLAT_FILTER* FILEDLG_GetFilters(int List, int* pNumFilters) {
   case FILEDLG_LIST_SAVE_PALETTE: *pNumFilters = 4; return _aSave;
   case FILEDLG_LIST_SAVE_RGB:     *pNumFilters = 3; return _aSave;
   case FILEDLG_LIST_PALETTE_FILE: *pNumFilters = 2; return _aPaletteFile;
-  default:                        *pNumFilters = 2; return _aOpen;
+  default:                        *pNumFilters = 3; return _aOpen;
   }
 }
 

@@ -20,6 +20,7 @@
 #include <spng.h>
 
 #include "../color/palette.h"
+#include "../color/quantize.h"
 #include "../color/transparency.h"
 
 /* No chunk that the reader needs comes near this size; the limits keep
@@ -67,9 +68,20 @@ static IMAGE* _IntoOpaquePalette(IMAGE* pSrc, IMAGE* pOpaque, I32 MaxColors, int
   I32 NumUsed = IMAGE_CountColors(pOpaque);
   *pIsReduced = NumUsed > MaxColors;
   if (NumUsed > MaxColors) {
-    /* ZELMAR-QUANTIZER: the one place where the opaque colours of a
-     * transparent PNG are reduced. Until the quantizer arrives, the most
-     * frequent colours are kept and the others map to the nearest. */
+    /* Too many opaque colours: the optimal palette of them. Should it
+     * fail (it reports why), the most frequent colours are kept. */
+    IMAGE* pCopy = IMAGE_Copy(pOpaque);
+    IMAGE* pReduced = pCopy ? CONVERT_IntoOptimalPalette(pCopy, MaxColors) : NULL;
+    if (pReduced) {
+      NumUsed = pReduced->NumColors;
+      for (I32 i = 0; i < NumUsed; i++) {
+        _aColor[i] = IMAGE_GetColor(pReduced, i);
+      }
+      IMAGE_Free(pReduced);
+      PALETTE Palette = { NumUsed, _aColor };
+      return CONVERT_IntoPalette(pSrc, &Palette);
+    }
+    IMAGE_Free(pCopy);
     NumUsed = MaxColors;
   }
   for (I32 i = 0; i < NumUsed; i++) {

@@ -140,8 +140,9 @@ TEST(FileDlg, SaveAsAsksTypeAndFormatAndKeepsTheTypeOfAPaletteImage) {
   _Answer = sDir + "/typed.bmp";
   OnFileOpenDlg();
   EXPECT_STREQ(_Seen.sTitle, "Open bitmap file");
-  EXPECT_EQ(_Seen.NumFilters, 2);
+  EXPECT_EQ(_Seen.NumFilters, 3);
   EXPECT_STREQ(_Seen.aFilter[0].sLabel, "Image file (*.bmp, *.gif, *.sbmp)");
+  EXPECT_STREQ(_Seen.aFilter[2].sPattern, "*.png;*.jpg;*.jpeg");
   EXPECT_EQ(std::string(acFileName), sDir + "/typed.bmp");
   PLAT_SetFrontEnd(nullptr);
   WORKSPACE_Reset();
