@@ -140,27 +140,6 @@ TEST(Limits, GeometryWorksOnTheLargestPicture) {
   IMAGE_Free(p);
 }
 
-/* Turns go in tiles; sizes across tile edges must still map every pixel. */
-TEST(Limits, QuarterTurnsMapEveryPixelAcrossTiles) {
-  for (int NumColors : {0, 256}) {
-    IMAGE* pSrc = MakeTestImage(67, 130, NumColors);
-    IMAGE* pCW  = IMAGE_Rotate90CW(IMAGE_Copy(pSrc));
-    IMAGE* pCCW = IMAGE_Rotate90CCW(IMAGE_Copy(pSrc));
-    ASSERT_TRUE(pCW && pCCW);
-    int NumWrong = 0;
-    for (I32 r = 0; r < 67; r++) {
-      for (I32 c = 0; c < 130; c++) {
-        NumWrong += IMAGE_GetPixel(pCW, c, r) != IMAGE_GetPixel(pSrc, r, 129 - c);
-        NumWrong += IMAGE_GetPixel(pCCW, c, r) != IMAGE_GetPixel(pSrc, 66 - r, c);
-      }
-    }
-    EXPECT_EQ(NumWrong, 0) << NumColors;
-    IMAGE_Free(pSrc);
-    IMAGE_Free(pCW);
-    IMAGE_Free(pCCW);
-  }
-}
-
 TEST(Limits, GIFFramesLargerThanTheScreenCostNoMoreThanTheScreen) {
   ReportCatcher Reports;
   /* The bomb: 65,535 x 65,535 frame, 2 MB of data, on 2,000 x 2,000. */
