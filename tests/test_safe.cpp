@@ -4,12 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <dirent.h>
-#include <fcntl.h>
-#include <signal.h>
-#include <stdlib.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <set>
 #include <sstream>
@@ -24,39 +18,6 @@
 namespace {
 
 const std::string sSample = std::string(ZELMAR_SOURCE_DIR) + "/samples/zelmar-logo.bmp";
-
-/* Starts zelmar in sDir with a limit on the size of the files it writes
- * (writes past it fail with EFBIG; SIGXFSZ stays ignored across exec).
- * Gives the pid; -1 for no limit. */
-pid_t StartZelmar(const std::string& sDir, const std::vector<std::string>& aArgs, long MaxFileSize = -1) {
-  pid_t pid = fork();
-  if (pid == 0) {
-    if (chdir(sDir.c_str()) != 0) _exit(127);
-    if (MaxFileSize >= 0) {
-      struct rlimit Limit = { (rlim_t)MaxFileSize, (rlim_t)MaxFileSize };
-      setrlimit(RLIMIT_FSIZE, &Limit);
-      signal(SIGXFSZ, SIG_IGN);
-    }
-    int fd = open("/dev/null", O_RDWR);
-    dup2(fd, 0);
-    dup2(fd, 1);
-    dup2(fd, 2);
-    std::vector<char*> av{ (char*)ZELMAR_BINARY };
-    for (const std::string& s : aArgs) av.push_back((char*)s.c_str());
-    av.push_back(nullptr);
-    unsetenv("DISPLAY");
-    unsetenv("WAYLAND_DISPLAY");
-    execv(ZELMAR_BINARY, av.data());
-    _exit(127);
-  }
-  return pid;
-}
-
-int Wait(pid_t pid) {
-  int Status = 0;
-  waitpid(pid, &Status, 0);
-  return WIFEXITED(Status) ? WEXITSTATUS(Status) : 128 + WTERMSIG(Status);
-}
 
 std::set<std::string> FilesIn(const std::string& sDir) {
   std::set<std::string> a;
@@ -82,7 +43,7 @@ TEST(SafeSave, FailedWriteKeepsTheOldFileAndIsReported) {
     std::string sFile = std::string(sTarget).substr(0, std::string(sTarget).find(','));
     WriteFileBytes(Dir.File(sFile), Old);
     unlink(Dir.File("Zelmar.log").c_str());
-    EXPECT_EQ(Wait(StartZelmar(Dir.Path, { "in.bmp", std::string("-saveas") + sTarget, "-exit" }, 16384)), 1) << sTarget;
+    EXPECT_EQ(WaitZelmar(StartZelmar(Dir.Path, { "in.bmp", std::string("-saveas") + sTarget, "-exit" }, 16384)), 1) << sTarget;
     EXPECT_EQ(ReadFileBytes(Dir.File(sFile)), Old) << sTarget;
     EXPECT_EQ(ReadFileBytes(Dir.File("Zelmar.log")), "\r\nWrite error: " + sFile + ": File too large\r\n");
   }
@@ -122,7 +83,7 @@ TEST(SafeLog, ParallelRunsLeaveWholeLines) {
   TempDir Dir;
   std::vector<pid_t> aPid;
   for (int i = 0; i < 20; i++) aPid.push_back(StartZelmar(Dir.Path, { sSample, "-saveas", "-exit" }));
-  for (pid_t pid : aPid) EXPECT_EQ(Wait(pid), 1);
+  for (pid_t pid : aPid) EXPECT_EQ(WaitZelmar(pid), 1);
   std::string Log = ReadFileBytes(Dir.File("Zelmar.log"));
   EXPECT_NE(Log.find("\r\nSeparator has to be ,"), std::string::npos);
   const std::set<std::string> aKnown = { "", "CMDLINE_GetString: Missing string", "Separator has to be ," };

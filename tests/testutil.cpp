@@ -4,6 +4,8 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <sys/stat.h>
+#include <signal.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -79,14 +81,16 @@ std::string Golden(const std::string& sName, const std::string& Actual) {
   return ReadFileBytes(sPath);
 }
 
-int RunZelmar(const std::string& sDir, const std::vector<std::string>& aArgs,
-              std::string* pStdout, std::string* pStderr) {
-  TempDir Capture;
-  std::string sOut = Capture.File("stdout");
-  std::string sErr = Capture.File("stderr");
+pid_t StartZelmar(const std::string& sDir, const std::vector<std::string>& aArgs, long MaxFileSize,
+                  const std::string& sOut, const std::string& sErr) {
   pid_t pid = fork();
   if (pid == 0) {
     if (chdir(sDir.c_str()) != 0) _exit(127);
+    if (MaxFileSize >= 0) {
+      struct rlimit Limit = { (rlim_t)MaxFileSize, (rlim_t)MaxFileSize };
+      setrlimit(RLIMIT_FSIZE, &Limit);
+      signal(SIGXFSZ, SIG_IGN);
+    }
     int fdIn  = open("/dev/null", O_RDONLY);
     int fdOut = open(sOut.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
     int fdErr = open(sErr.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
@@ -97,14 +101,27 @@ int RunZelmar(const std::string& sDir, const std::vector<std::string>& aArgs,
     av.push_back((char*)ZELMAR_BINARY);
     for (const std::string& s : aArgs) av.push_back((char*)s.c_str());
     av.push_back(nullptr);
+    unsetenv("DISPLAY");
+    unsetenv("WAYLAND_DISPLAY");
     execv(ZELMAR_BINARY, av.data());
     _exit(127);
   }
+  return pid;
+}
+
+int WaitZelmar(pid_t pid) {
   int Status = 0;
   waitpid(pid, &Status, 0);
-  if (pStdout) *pStdout = ReadFileBytes(sOut);
-  if (pStderr) *pStderr = ReadFileBytes(sErr);
   return WIFEXITED(Status) ? WEXITSTATUS(Status) : 128 + WTERMSIG(Status);
+}
+
+int RunZelmar(const std::string& sDir, const std::vector<std::string>& aArgs,
+              std::string* pStdout, std::string* pStderr) {
+  TempDir Capture;
+  int Code = WaitZelmar(StartZelmar(sDir, aArgs, -1, Capture.File("stdout"), Capture.File("stderr")));
+  if (pStdout) *pStdout = ReadFileBytes(Capture.File("stdout"));
+  if (pStderr) *pStderr = ReadFileBytes(Capture.File("stderr"));
+  return Code;
 }
 
 void Put16(std::string& s, unsigned v) {
