@@ -32,7 +32,8 @@ static int  _WindowExists(void) { return _IsWindowAlive; }
 static void _DestroyWindow(void) { _IsWindowAlive = 0; }
 
 static const PLAT_FRONTEND _FrontEnd = {
-  _MessageBox, _SendCommand, _WindowExists, _DestroyWindow, NULL, NULL, NULL, NULL, NULL, NULL
+  _MessageBox, _SendCommand, _WindowExists, _DestroyWindow, NULL, NULL, NULL, NULL, NULL, NULL,
+  NULL, NULL, NULL, NULL, NULL, NULL, NULL,
 };
 
 /* Removes every file of the folder but the picture and libFuzzer's logs. */

@@ -13,14 +13,11 @@
 #include <string.h>
 #include <unistd.h>
 
+#include "fuzzutil.h"
 #include "input/dib.h"
 #include "input/loader.h"
 
 static char _acPath[64];
-
-static void _Ignore(const char* sText) {
-  (void)sText;
-}
 
 static void _RemoveFile(void) {
   remove(_acPath);
@@ -29,7 +26,7 @@ static void _RemoveFile(void) {
 extern "C" int LLVMFuzzerInitialize(int* pArgc, char*** pArgv) {
   (void)pArgc;
   (void)pArgv;
-  IMAGE_SetHooks(_Ignore, _Ignore, "fuzz");
+  FUZZ_SilenceReports();
   /* A memory-backed folder where there is one: the file is written for
    * every input. */
   const char* sDir = (access("/dev/shm", W_OK) == 0) ? "/dev/shm" : "/tmp";

@@ -11,14 +11,11 @@
 #include <stdlib.h>
 #include <unistd.h>
 
+#include "fuzzutil.h"
 #include "input/gif.h"
 #include "output/gifout.h"
 
 static char _acPath[64];
-
-static void _Ignore(const char* sText) {
-  (void)sText;
-}
 
 static void _RemoveFile(void) {
   remove(_acPath);
@@ -27,7 +24,7 @@ static void _RemoveFile(void) {
 extern "C" int LLVMFuzzerInitialize(int* pArgc, char*** pArgv) {
   (void)pArgc;
   (void)pArgv;
-  IMAGE_SetHooks(_Ignore, _Ignore, "fuzz");
+  FUZZ_SilenceReports();
   snprintf(_acPath, sizeof(_acPath), "/tmp/zelmar-fuzz-gif-%d.gif", (int)getpid());
   atexit(_RemoveFile);
   return 0;

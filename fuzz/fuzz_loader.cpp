@@ -10,19 +10,16 @@
 
 #include <string>
 
+#include "fuzzutil.h"
 #include "commands/workspace.h"
 #include "core/image.h"
 
 static std::string _sBase;
 
-static void _Ignore(const char* sText) {
-  (void)sText;
-}
-
 extern "C" int LLVMFuzzerInitialize(int* pArgc, char*** pArgv) {
   (void)pArgc;
   (void)pArgv;
-  IMAGE_SetHooks(_Ignore, _Ignore, "fuzz");
+  FUZZ_SilenceReports();
   const char* sDir = (access("/dev/shm", W_OK) == 0) ? "/dev/shm" : "/tmp";
   _sBase = std::string(sDir) + "/zelmar-fuzz-loader-" + std::to_string(getpid());
   return 0;

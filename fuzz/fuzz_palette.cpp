@@ -8,16 +8,13 @@
 #include <stdlib.h>
 #include <unistd.h>
 
+#include "fuzzutil.h"
 #include "color/custompal.h"
 #include "color/palette.h"
 #include "core/image.h"
 #include "platform/plat.h"
 
 static char _acPath[64];
-
-static void _Ignore(const char* sText) {
-  (void)sText;
-}
 
 static void _RemoveFile(void) {
   remove(_acPath);
@@ -29,7 +26,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t NumBytes) {
      * for every input would cost more than reading it. */
     const char* sDir = access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
     snprintf(_acPath, sizeof(_acPath), "%s/fuzz_palette_%d.OmrakPal", sDir, (int)getpid());
-    IMAGE_SetHooks(_Ignore, _Ignore, "");
+    FUZZ_SilenceReports();
     atexit(_RemoveFile);
   }
   PLAT_FILE* hFile = PLAT_CreateWrite(_acPath);

@@ -2,16 +2,13 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#include "fuzzutil.h"
 #include "input/rle.h"
-
-static void _Ignore(const char* sText) {
-  (void)sText;
-}
 
 extern "C" int LLVMFuzzerInitialize(int* pArgc, char*** pArgv) {
   (void)pArgc;
   (void)pArgv;
-  IMAGE_SetHooks(_Ignore, _Ignore, "fuzz");
+  FUZZ_SilenceReports();
   return 0;
 }
 

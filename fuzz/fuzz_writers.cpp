@@ -15,6 +15,7 @@
 
 #include <string>
 
+#include "fuzzutil.h"
 #include "color/palette.h"
 #include "color/transparency.h"
 #include "color/truecolor.h"
@@ -27,14 +28,10 @@
 
 static std::string _sPath;
 
-static void _Ignore(const char* sText) {
-  (void)sText;
-}
-
 extern "C" int LLVMFuzzerInitialize(int* pArgc, char*** pArgv) {
   (void)pArgc;
   (void)pArgv;
-  IMAGE_SetHooks(_Ignore, _Ignore, "fuzz");
+  FUZZ_SilenceReports();
   const char* sDir = (access("/dev/shm", W_OK) == 0) ? "/dev/shm" : "/tmp";
   _sPath = std::string(sDir) + "/zelmar-fuzz-writers-" + std::to_string(getpid()) + ".out";
   return 0;
