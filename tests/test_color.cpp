@@ -16,12 +16,6 @@
 
 namespace {
 
-int Dist(U32 a, U32 b) {
-  int d = 0;
-  for (int s = 0; s < 24; s += 8) d += ((int)(a >> s & 255) - (int)(b >> s & 255)) * ((int)(a >> s & 255) - (int)(b >> s & 255));
-  return d;
-}
-
 /* The census by its definition: per pixel, find or append the colour,
  * count it, bubble it up past entries with a smaller count. */
 std::vector<U32> PlainCensus(const IMAGE* p) {
@@ -75,7 +69,7 @@ TEST(Color, NearestColourIsTheLowestIndexOfTheSmallestDistance) {
       for (int i = 0; i < 1200; i++) {
         U32 c = IMAGE_GetPixelColor(pSrc, i % 40, i / 40);
         U32 Best = 0;
-        for (U32 k = 1; k < 24; k++) if (Dist(c, aColor[k]) < Dist(c, aColor[Best])) Best = k;
+        for (U32 k = 1; k < 24; k++) if (ColorDist(c, aColor[k]) < ColorDist(c, aColor[Best])) Best = k;
         ASSERT_EQ(IMAGE_GetPixel(p, i % 40, i / 40), Best) << Seed << " " << n << " pixel " << i;
       }
       IMAGE_Free(p);
@@ -128,32 +122,10 @@ TEST(Color, FixedPalettes) {
   EXPECT_EQ(s, Golden("palettes.txt", s));
 }
 
-TEST(Color, HighColourSnapsEachChannelToTheNearestOfItsLevels) {
-  /* Format digits: bits of blue, green, red. */
-  for (int Format : {555, 565, 655, 556, 444}) {
-    IMAGE* p = IMAGE_Create(256, 1, 0);
-    for (U32 v = 0; v < 256; v++) IMAGE_SetPixel(p, (I32)v, 0, v * 0x010101);
-    p = CONVERT_IntoHighColor(p, Format);
-    int aBits[3] = { Format % 10, Format / 10 % 10, Format / 100 };
-    for (int Ch = 0; Ch < 3; Ch++) {
-      std::set<U32> Levels;
-      int Max = (1 << aBits[Ch]) - 1;
-      for (U32 v = 0; v < 256; v++) {
-        U32 Out = IMAGE_GetPixel(p, (I32)v, 0) >> (8 * Ch) & 255;
-        Levels.insert(Out);
-        EXPECT_LE(abs((int)Out - (int)v), 255 / (2 * Max) + 1) << Format << " channel " << Ch << " value " << v;
-      }
-      EXPECT_EQ(Levels.size(), (size_t)Max + 1) << Format << " channel " << Ch;
-      EXPECT_TRUE(Levels.count(0) && Levels.count(255));
-    }
-    IMAGE_Free(p);
-  }
-}
-
-TEST(Color, HighColourCommandsAndExpansion) {
+TEST(Color, HighColourSnapsToTheNearestLevelAndRGBKeepsTheColours) {
   /* 0x8014 to 0x8017: 555, 655, 565, 556 (digits blue, green, red). */
   const unsigned aCommand[4] = { 0x8014, 0x8015, 0x8016, 0x8017 };
-  const int aLevels[4][3] = { {32, 32, 32}, {32, 32, 64}, {32, 64, 32}, {64, 32, 32} };   /* red, green, blue */
+  const int aBits[4][3] = { {5, 5, 5}, {5, 5, 6}, {5, 6, 5}, {6, 5, 5} };   /* red, green, blue */
   for (int k = 0; k < 4; k++) {
     WORKSPACE_Reset();
     pBitmapCurrent = IMAGE_Create(256, 1, 0);
@@ -161,8 +133,14 @@ TEST(Color, HighColourCommandsAndExpansion) {
     OnCommand(aCommand[k], 0);
     for (int Ch = 0; Ch < 3; Ch++) {
       std::set<U32> Levels;
-      for (int x = 0; x < 256; x++) Levels.insert(IMAGE_GetPixel(pBitmapCurrent, x, 0) >> (8 * Ch) & 255);
-      EXPECT_EQ((int)Levels.size(), aLevels[k][Ch]) << std::hex << aCommand[k] << " channel " << Ch;
+      int Max = (1 << aBits[k][Ch]) - 1;
+      for (U32 v = 0; v < 256; v++) {
+        U32 Out = IMAGE_GetPixel(pBitmapCurrent, (I32)v, 0) >> (8 * Ch) & 255;
+        Levels.insert(Out);
+        EXPECT_LE(abs((int)Out - (int)v), 255 / (2 * Max) + 1) << std::hex << aCommand[k] << " channel " << Ch << " value " << v;
+      }
+      EXPECT_EQ(Levels.size(), (size_t)Max + 1) << std::hex << aCommand[k] << " channel " << Ch;
+      EXPECT_TRUE(Levels.count(0) && Levels.count(255));
     }
   }
   WORKSPACE_Reset();

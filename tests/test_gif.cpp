@@ -184,4 +184,16 @@ TEST(GifRead, PixelLimit) {
   }
   EXPECT_EQ(Rc.Errors, std::vector<std::string>{
     "The image contains to much pixels. This tool\r\nonly supports GIFs with up to 67.108.864 pixels"});
+  /* An interlaced frame of 16 rows on a screen of 4: rows 1 to 3 come in
+   * passes after the one that first leaves the screen. */
+  std::vector<int> aIndex;
+  for (int i = 0; i < 2 * 16; i++) aIndex.push_back(i / 2 % 3);
+  std::vector<U32> aTable = {0x0000FF, 0x00FF00, 0xFF0000, 0};
+  std::string File = WriteWithGiflib(Dir, 2, 16, aTable, {}, true, -1, aIndex);
+  File[8] = 4;
+  IMAGE* p = GIF_LoadFromMemory((const U8*)File.data(), (U32)File.size());
+  ASSERT_NE(p, nullptr);
+  ASSERT_EQ(p->YSize, 4);
+  for (int y = 0; y < 4; y++) EXPECT_EQ(IMAGE_GetPixelColor(p, 1, y), aTable[(size_t)y % 3]) << y;
+  IMAGE_Free(p);
 }

@@ -25,23 +25,11 @@ IMAGE* LoadCorpusFile(const std::string& sName) {
 std::string MakeFile(int XSize, int YSize, int Bits, int Compression, const std::vector<U32>& aColor,
                      const std::string& Pixels, int HeaderSize = 40) {
   std::string s;
-  Put32(s, (unsigned)HeaderSize);
-  Put32(s, (unsigned)XSize);
-  Put32(s, (unsigned)YSize);
-  Put16(s, 1);
-  Put16(s, (unsigned)Bits);
-  Put32(s, (unsigned)Compression);
-  Put32(s, (unsigned)Pixels.size());
-  Put32(s, 0);
-  Put32(s, 0);
-  Put32(s, (unsigned)aColor.size());
-  Put32(s, 0);
+  for (int v : {HeaderSize, XSize, YSize, 1 | Bits << 16, Compression, (int)Pixels.size(), 0, 0, (int)aColor.size(), 0}) Put32(s, (unsigned)v);
   s.resize((size_t)HeaderSize, '\0');
   for (U32 c : aColor) Put32(s, (c & 0xFF) << 16 | (c & 0xFF00) | (c >> 16 & 0xFF));
   std::string File = "BM";
-  Put32(File, (unsigned)(14 + s.size() + Pixels.size()));
-  Put32(File, 0);
-  Put32(File, (unsigned)(14 + s.size()));
+  for (size_t v : {14 + s.size() + Pixels.size(), (size_t)0, 14 + s.size()}) Put32(File, (unsigned)v);
   return File + s + Pixels;
 }
 

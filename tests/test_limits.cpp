@@ -53,15 +53,6 @@ std::string MakeGIFBomb(U32 ScreenX, U32 ScreenY, U32 FrameX, U32 FrameY, uint64
   return s + std::string("\0;", 2);
 }
 
-IMAGE* LoadFile(const std::string& Bytes, const char* sName, int Type) {
-  TempDir Dir;
-  WriteFileBytes(Dir.File(sName), Bytes);
-  PLAT_FILE* hFile = PLAT_OpenRead(Dir.File(sName).c_str(), nullptr);
-  IMAGE* pImage = IMAGE_LoadFile(hFile, Type);
-  PLAT_Close(hFile);
-  return pImage;
-}
-
 }  // namespace
 
 TEST(Limits, PicturesAboveSixtyFourMiPixelsAreRefusedWithTheSizeMessage) {
@@ -87,7 +78,7 @@ TEST(Limits, TinyFilesDeclaringHugePicturesAreRefusedAtOnce) {
   Put16(Bmp, 1);
   Bmp += std::string(24 + 8, '\0');
   ASSERT_EQ(Bmp.size(), 62u);
-  EXPECT_EQ(LoadFile(Bmp, "huge.bmp", 0), nullptr);
+  EXPECT_EQ(LoadBytes(Bmp, 0), nullptr);
   EXPECT_EQ(Reports.Errors, std::vector<std::string>{"Image size 65535 * 16383 not supported"});
 
   /* .sbmp of 65,535 x 16,383 with a palette and records enough for all. */
@@ -100,7 +91,7 @@ TEST(Limits, TinyFilesDeclaringHugePicturesAreRefusedAtOnce) {
   for (int i = 0; i < 16383; i++) {
     Sbmp += std::string("\xFF\xFF\x01", 3);
   }
-  EXPECT_EQ(LoadFile(Sbmp, "huge.sbmp", 1), nullptr);
+  EXPECT_EQ(LoadBytes(Sbmp, 1), nullptr);
   EXPECT_EQ(Reports.Errors, std::vector<std::string>{"Image size 65535 * 16383 not supported"});
 }
 
@@ -166,15 +157,9 @@ TEST(Limits, LineStatusTexts) {
   ReportCatcher Reports;
   const char* sA = "Converting image, line ";
   const char* sB = "row 1";
-  IMAGE_ShowLineStatus(sA, 8, 100);
-  IMAGE_ShowLineStatus(sA, 9, 100);
-  IMAGE_ShowLineStatus(sA, 10, 100);
-  IMAGE_ShowLineStatus(sA, 99, 100);
-  IMAGE_ShowLineStatus(sA, 100, 100);
-  IMAGE_ShowLineStatus(sA, 101, 1000);
-  IMAGE_ShowLineStatus(sB, 9, 10);
-  IMAGE_ShowLineStatus(sB, 10, 10);
-  IMAGE_ShowLineStatus(sA, 3, 10);
+  struct { const char* s; int Line, NumLines; } aCall[] = {
+    {sA, 8, 100}, {sA, 9, 100}, {sA, 10, 100}, {sA, 99, 100}, {sA, 100, 100}, {sA, 101, 1000}, {sB, 9, 10}, {sB, 10, 10}, {sA, 3, 10}};
+  for (auto& c : aCall) IMAGE_ShowLineStatus(c.s, c.Line, c.NumLines);
   EXPECT_EQ(Reports.Status, (std::vector<std::string>{
     "Converting image, line 8/100", "Converting image, line 9/100", "Converting image, line 10/100",
     "Converting image, line 99/100", "Converting image, line 100/100", "Converting image, line 101/1000",

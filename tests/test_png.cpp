@@ -29,22 +29,6 @@ bool DumpWithPillow(const std::string& sOut, const std::string& sFiles) {
   return RunPython(std::string(ZELMAR_SOURCE_DIR) + "/tests/pil_pixels.py '" + sOut + "' " + sFiles);
 }
 
-IMAGE* LoadFile(const std::string& sPath, int Type) {
-  PLAT_FILE* hFile = PLAT_OpenRead(sPath.c_str(), nullptr);
-  IMAGE* pImage = hFile ? IMAGE_LoadFile(hFile, Type) : nullptr;
-  PLAT_Close(hFile);
-  return pImage;
-}
-
-int Distance(U32 Color, const unsigned char* pRGB) {
-  int d = 0;
-  for (int c = 0; c < 3; c++) {
-    int dc = (int)((Color >> (8 * c)) & 0xFF) - (int)pRGB[c];
-    d += dc * dc;
-  }
-  return d;
-}
-
 /* Compares an image with Pillow's pixels. Transparent pixels must be
  * index 0 of an image with HasTrans, the others Pillow's colour (within
  * Tolerance on each channel, and never index 0). When the opaque colours
@@ -63,6 +47,7 @@ std::string Compare(const IMAGE* pImage, const std::string& sPx, int Tolerance) 
   const unsigned char* p = (const unsigned char*)sPx.data() + NumHead;
   for (int y = 0; y < YSize; y++) {
     for (int x = 0; x < XSize; x++, p += 4) {
+      U32 Pil = (U32)p[0] | (U32)p[1] << 8 | (U32)p[2] << 16;
       U32 Index = IMAGE_GetPixel(pImage, x, y);
       bool IsTrans = pImage->HasTrans && pImage->NumColors && Index == 0;
       U32 Color = IMAGE_GetPixelColor(pImage, x, y);
@@ -71,7 +56,7 @@ std::string Compare(const IMAGE* pImage, const std::string& sPx, int Tolerance) 
         IsBad |= abs((int)((Color >> (8 * c)) & 0xFF) - (int)p[c]) > Tolerance;
       }
       for (int i = 1; i < 256 && !IsTrans && IsReduced; i++) {
-        IsBad |= Distance(IMAGE_GetColor(pImage, i), p) < Distance(Color, p);
+        IsBad |= ColorDist(IMAGE_GetColor(pImage, i), Pil) < ColorDist(Color, Pil);
       }
       if (IsBad) {
         char ac[120];
@@ -95,7 +80,7 @@ TEST(PngInput, PngSuiteMatchesPillowAndCorruptFilesAreRefused) {
     }
     NumFiles++;
     ReportCatcher Rc;
-    IMAGE* pImage = LoadFile(Entry.path().string(), LOADER_TYPE_PNG);
+    IMAGE* pImage = LoadPath(Entry.path().string(), LOADER_TYPE_PNG);
     if (sName[0] == 'x') {
       EXPECT_EQ(pImage, nullptr) << sName;
       EXPECT_FALSE(Rc.Errors.empty()) << sName;
@@ -176,8 +161,8 @@ TEST(PngInput, PillowFilesOfEveryKindLoadWithTheirPixels) {
     EXPECT_TRUE(c.Status == 0 || Rc.Status.back() == asStatus[c.Status]) << c.sFile;
   }
   /* The palette file keeps its palette in order, bar the swap with entry 3. */
-  IMAGE* pPal = LoadFile(Dir.File("pal.png"), LOADER_TYPE_PNG);
-  IMAGE* pTrns = LoadFile(Dir.File("paltrns.png"), LOADER_TYPE_PNG);
+  IMAGE* pPal = LoadPath(Dir.File("pal.png"), LOADER_TYPE_PNG);
+  IMAGE* pTrns = LoadPath(Dir.File("paltrns.png"), LOADER_TYPE_PNG);
   for (int i = 0; i < 5; i++) {
     EXPECT_EQ(IMAGE_GetColor(pTrns, i), IMAGE_GetColor(pPal, i == 0 ? 3 : i == 3 ? 0 : i)) << i;
   }

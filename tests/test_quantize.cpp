@@ -14,16 +14,6 @@
 
 namespace {
 
-/* True colour, each pixel one of NumColors random colours. */
-IMAGE* RandomColors(int XSize, int YSize, int NumColors, U32 Seed) {
-  auto Rand = [&Seed]() { return (Seed = Seed * 1664525u + 1013904223u) >> 8; };
-  std::vector<U32> aColor;
-  for (int i = 0; i < NumColors; i++) aColor.push_back(Rand() & 0xFFFFFF);
-  IMAGE* p = IMAGE_Create(XSize, YSize, 0);
-  for (int i = 0; i < XSize * YSize; i++) IMAGE_SetPixel(p, i % XSize, i / XSize, aColor[Rand() % NumColors]);
-  return p;
-}
-
 /* A slow horizontal gray ramp with a little blue, the kind that bands. */
 IMAGE* Ramp(int XSize, int YSize) {
   IMAGE* p = IMAGE_Create(XSize, YSize, 0);
@@ -35,11 +25,7 @@ IMAGE* Ramp(int XSize, int YSize) {
 }
 
 /* The image as it would be exported, and its transparency. */
-std::string Bytes(const IMAGE* p) {
-  std::string s((size_t)IMAGE_GetDIBSize(p), '\0');
-  IMAGE_WriteDIB(p, (U8*)&s[0]);
-  return s + char('0' + p->HasTrans);
-}
+std::string Bytes(const IMAGE* p) { return MakeBMP(p) + char('0' + p->HasTrans); }
 
 /* The bytes of a conversion of a copy; the images are freed. */
 std::string Converted(const std::function<IMAGE*(IMAGE*)>& pf, const IMAGE* pSrc) {
@@ -50,12 +36,6 @@ std::string Converted(const std::function<IMAGE*(IMAGE*)>& pf, const IMAGE* pSrc
 }
 
 int Channel(U32 c, int k) { return (int)(c >> (8 * k) & 255); }
-
-int Dist(U32 a, U32 b) {
-  int d = 0;
-  for (int k = 0; k < 3; k++) d += (Channel(a, k) - Channel(b, k)) * (Channel(a, k) - Channel(b, k));
-  return d;
-}
 
 /* Mean over 8 x 8 blocks of the squared difference of the blocks' average
  * colours: what the eye sees of banding. */
@@ -82,7 +62,7 @@ struct Quantize : ::testing::Test {
 
 TEST_F(Quantize, ExactAtOrBelowNColorsAndDeterministic) {
   for (int N : {2, 16, 256}) {
-    IMAGE* pSrc = RandomColors(37, 23, N, (U32)N);
+    IMAGE* pSrc = RandomImage(37, 23, 0, (unsigned)N, (unsigned)N);
     IMAGE* pA   = CONVERT_IntoOptimalPalette(IMAGE_Copy(pSrc), N);
     IMAGE* pB   = CONVERT_IntoOptimalPalette(IMAGE_Copy(pSrc), N);
     ASSERT_TRUE(pA && pB);
@@ -98,7 +78,7 @@ TEST_F(Quantize, ExactAtOrBelowNColorsAndDeterministic) {
 }
 
 TEST_F(Quantize, ManyColorsGoToAtMostNEntriesEachPixelToItsNearest) {
-  IMAGE* pSrc = RandomColors(64, 48, 3000, 7);
+  IMAGE* pSrc = RandomImage(64, 48, 0, 7, 3000);
   for (int N : {2, 16, 256}) {
     IMAGE* p = CONVERT_IntoOptimalPalette(IMAGE_Copy(pSrc), N);
     ASSERT_TRUE(p);
@@ -106,8 +86,8 @@ TEST_F(Quantize, ManyColorsGoToAtMostNEntriesEachPixelToItsNearest) {
     for (int i = 0; i < 64 * 48; i++) {
       U32 c = IMAGE_GetPixel(pSrc, i % 64, i / 64);
       int Best = INT32_MAX;
-      for (int k = 0; k < p->NumColors; k++) Best = std::min(Best, Dist(c, IMAGE_GetColor(p, k)));
-      ASSERT_EQ(Dist(c, IMAGE_GetPixelColor(p, i % 64, i / 64)), Best) << N;
+      for (int k = 0; k < p->NumColors; k++) Best = std::min(Best, ColorDist(c, IMAGE_GetColor(p, k)));
+      ASSERT_EQ(ColorDist(c, IMAGE_GetPixelColor(p, i % 64, i / 64)), Best) << N;
     }
     IMAGE_Free(p);
   }
@@ -116,7 +96,7 @@ TEST_F(Quantize, ManyColorsGoToAtMostNEntriesEachPixelToItsNearest) {
   IMAGE* pRamp = Ramp(300, 8);
   IMAGE* pOpt  = CONVERT_IntoOptimalPalette(IMAGE_Copy(pRamp), 16);
   double Sum   = 0;
-  for (int x = 0; x < 300; x++) Sum += Dist(IMAGE_GetPixel(pRamp, x, 0), IMAGE_GetPixelColor(pOpt, x, 0));
+  for (int x = 0; x < 300; x++) Sum += ColorDist(IMAGE_GetPixel(pRamp, x, 0), IMAGE_GetPixelColor(pOpt, x, 0));
   EXPECT_LT(Sum / 300, 60);
   IMAGE_Free(pOpt); IMAGE_Free(pRamp); IMAGE_Free(pSrc);
 }
@@ -148,7 +128,7 @@ TEST_F(Quantize, DitherOffLeavesEveryConversionAsItWas) {
   PALETTE* pCustom = CONVERT_GetCustomPalette();
   pCustom->NumColors = 5;
   for (int i = 0; i < 5; i++) pCustom->pColors[i] = 0x336699u * (U32)i;
-  std::vector<IMAGE*> aSrc = {RandomColors(33, 17, 500, 1), MakeTestImage(19, 11, 77)};
+  std::vector<IMAGE*> aSrc = {RandomImage(33, 17, 0, 1, 500), MakeTestImage(19, 11, 77)};
   std::vector<std::string> aBefore;
   for (IMAGE* pSrc : aSrc)
     for (auto& pf : aConvert) aBefore.push_back(Converted(pf, pSrc));
@@ -207,7 +187,7 @@ TEST(QuantizeOptions, NumberOfColorsAndDitherArguments) {
   };
   for (auto& t : a) {
     TempDir Dir;
-    IMAGE* pPic = RandomColors(40, 20, 2000, 3);
+    IMAGE* pPic = RandomImage(40, 20, 0, 3, 2000);
     WriteFileBytes(Dir.File("pic.bmp"), SaveBytes(&pPic, 2));
     IMAGE_Free(pPic);
     std::vector<std::string> aArgs{"pic.bmp"};

@@ -3,8 +3,9 @@
  * it; generated C names compile; malformed indices stay in their pixel. */
 #include <gtest/gtest.h>
 
-#include <dirent.h>
+#include <sys/stat.h>
 
+#include <filesystem>
 #include <set>
 #include <sstream>
 #include <string>
@@ -21,11 +22,7 @@ const std::string sSample = std::string(ZELMAR_SOURCE_DIR) + "/samples/zelmar-lo
 
 std::set<std::string> FilesIn(const std::string& sDir) {
   std::set<std::string> a;
-  DIR* pDir = opendir(sDir.c_str());
-  while (struct dirent* p = pDir ? readdir(pDir) : nullptr) {
-    if (std::string(p->d_name) != "." && std::string(p->d_name) != "..") a.insert(p->d_name);
-  }
-  if (pDir) closedir(pDir);
+  for (const auto& Entry : std::filesystem::directory_iterator(sDir)) a.insert(Entry.path().filename().string());
   return a;
 }
 
@@ -53,6 +50,19 @@ TEST(SafeSave, FailedWriteKeepsTheOldFileAndIsReported) {
   EXPECT_EQ(ReadFileBytes(Dir.File("good.bmp")).substr(0, 2), "BM");
   EXPECT_EQ(RunZelmar(Dir.Path, { "in.bmp", "-saveas/dev/full,2", "-exit" }), 1);
   EXPECT_EQ(ReadFileBytes(Dir.File("Zelmar.log")), "\r\nWrite error: /dev/full: No space left on device\r\n");
+}
+
+/* A target that turns into a folder while it is written: the rename
+ * fails, is reported, and the temporary goes. */
+TEST(SafeSave, FailedRenameLeavesNoTemporary) {
+  TempDir Dir;
+  PLAT_FILE* hFile = PLAT_CreateWrite(Dir.File("out.c").c_str());
+  ASSERT_NE(hFile, nullptr);
+  PLAT_Write(hFile, "text", 4);
+  mkdir(Dir.File("out.c").c_str(), 0700);
+  WriteFileBytes(Dir.File("out.c/inside"), "x");
+  EXPECT_EQ(PLAT_Close(hFile), PLAT_CLOSE_FAILED);
+  EXPECT_EQ(FilesIn(Dir.Path), std::set<std::string>{ "out.c" });
 }
 
 /* Refused saves touch nothing: FORMAT 3, a GIF of a picture without

@@ -177,13 +177,23 @@ std::string Diff(const IMAGE* pA, const IMAGE* pB, bool ByColor) {
   return "";
 }
 
+IMAGE* LoadPath(const std::string& sPath, int Type) {
+  PLAT_FILE* hFile = PLAT_OpenRead(sPath.c_str(), nullptr);
+  IMAGE* pImage = hFile ? IMAGE_LoadFile(hFile, Type) : nullptr;
+  PLAT_Close(hFile);
+  return pImage;
+}
+
 IMAGE* LoadBytes(const std::string& Bytes, int Type) {
   TempDir Dir;
   WriteFileBytes(Dir.File("in"), Bytes);
-  PLAT_FILE* hFile = PLAT_OpenRead(Dir.File("in").c_str(), nullptr);
-  IMAGE* pImage = IMAGE_LoadFile(hFile, Type);
-  PLAT_Close(hFile);
-  return pImage;
+  return LoadPath(Dir.File("in"), Type);
+}
+
+int ColorDist(unsigned a, unsigned b) {
+  int d = 0;
+  for (int s = 0; s < 24; s += 8) d += ((int)(a >> s & 255) - (int)(b >> s & 255)) * ((int)(a >> s & 255) - (int)(b >> s & 255));
+  return d;
 }
 
 std::string SaveBytes(IMAGE** ppImage, int Type, int Format, int NoPalette, const std::string& sName) {

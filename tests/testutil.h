@@ -48,20 +48,24 @@ int RunZelmar(const std::string& sDir, const std::vector<std::string>& aArgs,
 void Put16(std::string& s, unsigned v);
 void Put32(std::string& s, unsigned v);
 
-/* Random pictures: a palette of random colours (none for 0) and random
- * indices or colours. Fewer than NumDistinct values when it is given. */
 /* A Windows Bitmap file of the image: the exported block behind a file
  * header. */
 std::string MakeBMP(const IMAGE* pImage);
 /* A fixed pattern: index (x + 3y) mod NumColors, or mixed channels. */
 IMAGE* MakeTestImage(int XSize, int YSize, int NumColors);
+/* Random pictures: a palette of random colours (none for 0) and random
+ * indices or colours; at most NumDistinct values when it is given. */
 IMAGE* RandomImage(int XSize, int YSize, int NumColors, unsigned Seed, unsigned NumDistinct = 0);
 /* "" when both have the same size, palette, flag and pixels, else the
  * first difference. ByColor compares shown colours only. */
 std::string Diff(const IMAGE* pA, const IMAGE* pB, bool ByColor = false);
 
-/* An image through a file of type Type (0 BMP, 1 .sbmp, 2 GIF). */
+/* An image through a file of type Type (0 BMP, 1 .sbmp, 2 GIF, or a
+ * LOADER_TYPE_); nullptr when it does not load or the file won't open. */
 IMAGE* LoadBytes(const std::string& Bytes, int Type);
+IMAGE* LoadPath(const std::string& sPath, int Type);
+/* Squared distance of two 0x00BBGGRR colours. */
+int ColorDist(unsigned a, unsigned b);
 /* The bytes IMAGE_SaveFile writes; *ppImage follows what it gives back. */
 std::string SaveBytes(IMAGE** ppImage, int Type, int Format = 0, int NoPalette = 0,
                       const std::string& sName = "pic.c");

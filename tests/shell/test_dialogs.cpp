@@ -16,7 +16,6 @@
 #include <wx/choice.h>
 #include <wx/dialog.h>
 #include <wx/filedlg.h>
-#include <wx/filename.h>
 #include <wx/image.h>
 #include <wx/imagpng.h>
 #include <wx/listbox.h>
@@ -26,6 +25,7 @@
 #include "shell/dialogs.h"
 #include "shell/menu.h"
 #include "shell/frame.h"
+#include "testutil.h"
 
 static std::string _Str(const wxString& s) { return std::string(s.utf8_str()); }
 
@@ -134,9 +134,8 @@ TEST(ShellDialogs, TransparencyListSelectsAndOKSwapsTheColourIntoEntryZero) {
 
 TEST(ShellDialogs, OfThreeDroppedFilesTheFirstIsOpened) {
   WORKSPACE_Reset();
-  std::string sDir = wxFileName::CreateTempFileName("zelmar-drop").ToStdString();
-  wxRemoveFile(sDir);
-  wxFileName::Mkdir(sDir);
+  TempDir Dir;
+  std::string sDir = Dir.Path;
   wxArrayString asFile;
   for (int i = 0; i < 3; i++) {
     asFile.Add(sDir + "/" + (char)('a' + i) + ".bmp");
@@ -148,7 +147,6 @@ TEST(ShellDialogs, OfThreeDroppedFilesTheFirstIsOpened) {
   ASSERT_NE(pBitmapCurrent, nullptr);
   EXPECT_EQ(IMAGE_GetXSize(pBitmapCurrent), 2);
   EXPECT_EQ(std::string(acFileName), asFile[0].ToStdString());
-  wxFileName::Rmdir(sDir, wxPATH_RMDIR_RECURSIVE);
   WORKSPACE_Reset();
 }
 

@@ -31,6 +31,7 @@
 #include "shell/menu.h"
 #include "shell/status.h"
 #include "shell/store.h"
+#include "testutil.h"
 
 namespace fs = std::filesystem;
 
@@ -70,16 +71,11 @@ static std::string _EnabledItems(void) {
   return s;
 }
 
-/* A 24-bit Windows Bitmap of one colour. */
+/* A true-colour Windows Bitmap. */
 static void _WriteBMP(const std::string& sPath, int XSize, int YSize) {
-  int Stride = (3 * XSize + 3) / 4 * 4;
-  std::string s = "BM";
-  auto Put = [&s](unsigned v, int n) { for (int i = 0; i < n; i++) s += (char)(v >> (8 * i)); };
-  Put(54 + (unsigned)(Stride * YSize), 4); Put(0, 4); Put(54, 4);
-  Put(40, 4); Put(XSize, 4); Put(YSize, 4); Put(1, 2); Put(24, 2); Put(0, 4);
-  Put((unsigned)(Stride * YSize), 4); Put(0, 4); Put(0, 4); Put(0, 4); Put(0, 4);
-  s += std::string((size_t)(Stride * YSize), '\x60');
-  std::ofstream(sPath, std::ios::binary) << s;
+  IMAGE* p = MakeTestImage(XSize, YSize, 0);
+  WriteFileBytes(sPath, MakeBMP(p));
+  IMAGE_Free(p);
 }
 
 /* The current image, painted at Zoom into a 500 x 300 client area. */
