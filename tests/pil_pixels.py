@@ -40,9 +40,7 @@ for path in sys.argv[2:]:
         rgba = im.convert("RGBA").tobytes()
         rgb = bytes(b for i, b in enumerate(rgba) if i % 4 != 3)
         trans = [int(a < 128) for a in rgba[3::4]]
-    data = bytearray()
-    for i, t in enumerate(trans):
-        data += rgb[3 * i:3 * i + 3] + bytes([t])
+    data = b"".join(rgb[3 * i:3 * i + 3] + bytes([t]) for i, t in enumerate(trans))
     name = os.path.basename(path)
     with open(os.path.join(out_dir, name + ".px"), "wb") as f:
         f.write(b"%d %d\n" % im.size + bytes(data))

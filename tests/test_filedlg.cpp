@@ -1,7 +1,5 @@
-/*
- * The Save dialog's extension rules, and Save As and Open driven through
- * a front end whose file dialog answers as a user would.
- */
+/* The Save dialog's extension rules, and Save As and Open driven through
+ * a front end whose file dialog answers as a user would. */
 #include <gtest/gtest.h>
 
 #include <string.h>

@@ -1,9 +1,7 @@
-/*
- * Windows Bitmaps and GIFs as other tools write them (ImageMagick, run
+/* Windows Bitmaps and GIFs as other tools write them (ImageMagick, run
  * here): masks inside V5 headers, RLE8 that ends with an end-of-line after
  * the top row, GIF frames placed on a larger screen, GIFs of more than
- * 4 million pixels.
- */
+ * 4 million pixels. */
 #include <gtest/gtest.h>
 
 #include <stdlib.h>

@@ -1,10 +1,8 @@
-/*
- * PNG and JPEG input, checked pixel by pixel against what Pillow reads
+/* PNG and JPEG input, checked pixel by pixel against what Pillow reads
  * from the same files (tests/pil_pixels.py): the PngSuite corpus (every
  * colour type, depth and interlacing; its corrupt x* files must be refused
  * with a message) and files that Pillow writes here of every colour type,
- * with and without transparency.
- */
+ * with and without transparency. */
 #include <gtest/gtest.h>
 
 #include <stdlib.h>

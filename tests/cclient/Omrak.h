@@ -1,12 +1,10 @@
-/*
- * The tests' own stand-in for the graphics library's header: just enough
+/* The tests' own stand-in for the graphics library's header: just enough
  * for a generated C bitmap file to compile, with a layout that the test
  * decoder (decode.c) reads back. Nothing here comes from the library.
  *
  * The generated file fills the descriptor in this order: XSize, YSize,
  * BytesPerLine, BitsPerPixel, picture pointer, palette pointer and, for
- * all but the uncompressed palette formats, a draw method.
- */
+ * all but the uncompressed palette formats, a draw method. */
 #ifndef OMRAK_H
 #define OMRAK_H
 

@@ -1,5 +1,4 @@
-/*
- * Test decoder for generated C bitmap files, see decode.h.
+/* Test decoder for generated C bitmap files, see decode.h.
  *
  * The picture array's element type follows from the descriptor: unsigned
  * short for the uncompressed 565 formats, unsigned long for 888, unsigned
@@ -12,8 +11,7 @@
  *   end:            0, where the next piece would start after the last pixel
  * A value is one byte at 8 bits, a low and a high byte at 16 bits. At
  * 4 bits a run's value is one index in a byte, while an absolute block
- * packs two pixels a byte, the first in the high nibble.
- */
+ * packs two pixels a byte, the first in the high nibble. */
 #include "decode.h"
 
 #include <stdarg.h>

@@ -1,8 +1,6 @@
-/*
- * Test decoder for generated C bitmap files: turns an OMRAK_BITMAP back
+/* Test decoder for generated C bitmap files: turns an OMRAK_BITMAP back
  * into plain text, so that a test can compare it with the picture that
- * was saved.
- */
+ * was saved. */
 #ifndef DECODE_H
 #define DECODE_H
 

@@ -1,8 +1,6 @@
-/*
- * The desktop's dialogs as the commands open them: the Format dialog of
+/* The desktop's dialogs as the commands open them: the Format dialog of
  * Save As and the Transparency list, answered in place of a user. With
- * ZELMAR_SHOT_DIR set, each dialog is also shown and photographed there.
- */
+ * ZELMAR_SHOT_DIR set, each dialog is also shown and photographed there. */
 #include <gtest/gtest.h>
 
 #include <stdlib.h>

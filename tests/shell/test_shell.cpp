@@ -1,9 +1,7 @@
-/*
- * The desktop front end, run in this process on a display of its own:
+/* The desktop front end, run in this process on a display of its own:
  * the main window as the program starts it, its menu and item states,
  * the canvas painted into a bitmap and read back pixel by pixel, the
- * status bar and the recent file list on a temporary store.
- */
+ * status bar and the recent file list on a temporary store. */
 #include <gtest/gtest.h>
 
 #include <stdio.h>
