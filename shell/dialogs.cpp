@@ -16,6 +16,9 @@
 #include <wx/filename.h>
 #include <wx/listbox.h>
 #include <wx/stattext.h>
+#ifdef __WXGTK__
+#include <dlfcn.h>
+#endif
 
 
 #define ID_FORMAT_LIST  230
@@ -60,6 +63,77 @@ static int _ShowModal(wxDialog* pDialog) {
 /*********************************************************************
 *  File dialogs
 */
+
+/* What a change of file type in an open Save dialog works on. */
+typedef struct {
+  PLAT_FILEDLG* pDlg;
+  int           NumChanges;
+  unsigned long HandlerId;
+} TYPE_CHANGE;
+
+#ifdef __WXGTK__
+/* GTK tells of a new file type through the chooser's "filter" property.
+ * The functions are found in the running process, which has GTK loaded,
+ * so that the build needs no GTK headers of its own. */
+typedef void* PFGETPTR(void*);
+typedef char* PFGETNAME(void*);
+typedef void  PFSETNAME(void*, const char*);
+typedef int   PFINDEX(void*, const void*);
+typedef void  PFFREE(void*);
+typedef unsigned long PFCONNECT(void*, const char*, void (*)(void), void*, void*, int);
+
+static void* _GtkFunction(const char* sName) {
+  return dlsym(RTLD_DEFAULT, sName);
+}
+
+/* Gives the chosen type's extension to the name in the field, as the
+ * name would get it on Windows. */
+static void _OnFilterNotify(void* pChooser, void*, void* pData) {
+  TYPE_CHANGE* pChange = (TYPE_CHANGE*)pData;
+  static PFGETPTR*  pfGetFilter   = (PFGETPTR*)_GtkFunction("gtk_file_chooser_get_filter");
+  static PFGETPTR*  pfListFilters = (PFGETPTR*)_GtkFunction("gtk_file_chooser_list_filters");
+  static PFINDEX*   pfIndex       = (PFINDEX*)_GtkFunction("g_slist_index");
+  static PFFREE*    pfFreeList    = (PFFREE*)_GtkFunction("g_slist_free");
+  static PFGETNAME* pfGetName     = (PFGETNAME*)_GtkFunction("gtk_file_chooser_get_current_name");
+  static PFSETNAME* pfSetName     = (PFSETNAME*)_GtkFunction("gtk_file_chooser_set_current_name");
+  static PFFREE*    pfFree        = (PFFREE*)_GtkFunction("g_free");
+  if (!pfGetFilter || !pfListFilters || !pfIndex || !pfFreeList || !pfGetName || !pfSetName || !pfFree) {
+    return;
+  }
+  void* pList  = pfListFilters(pChooser);
+  int   Index  = pfIndex(pList, pfGetFilter(pChooser)) + 1;
+  pfFreeList(pList);
+  char* sName  = pfGetName(pChooser);
+  char  acName[200];   /* as much of a name as the field's rewrite takes */
+  if (Index >= 1 && sName && strlen(sName) < sizeof(acName)) {
+    strcpy(acName, sName);
+    pChange->pDlg->pfTypeChange(Index, acName, (int)sizeof(acName) - 1);
+    pfSetName(pChooser, acName);
+    pChange->NumChanges++;
+  }
+  if (sName) {
+    pfFree(sName);
+  }
+}
+
+/* Listens while the dialog is open (On 1), and no longer (On 0). */
+static void _ListenForTypeChange(wxFileDialog* pDialog, TYPE_CHANGE* pChange, int On) {
+  typedef void PFDISCONNECT(void*, unsigned long);
+  static PFCONNECT*    pfConnect    = (PFCONNECT*)_GtkFunction("g_signal_connect_data");
+  static PFDISCONNECT* pfDisconnect = (PFDISCONNECT*)_GtkFunction("g_signal_handler_disconnect");
+  void* pWidget = pDialog->GetHandle();
+  if (On && pfConnect && pfDisconnect && pWidget) {
+    pChange->HandlerId = pfConnect(pWidget, "notify::filter", (void (*)(void))_OnFilterNotify, pChange, NULL, 0);
+  } else if (!On && pChange->HandlerId) {
+    pfDisconnect(pWidget, pChange->HandlerId);
+    pChange->HandlerId = 0;
+  }
+}
+#else
+static void _ListenForTypeChange(wxFileDialog*, TYPE_CHANGE*, int) {
+}
+#endif
+
 int DIALOG_File(PLAT_FILEDLG* pDlg) {
   wxString sWildcard;
   for (int i = 0; i < pDlg->NumFilters; i++) {
@@ -80,16 +154,22 @@ int DIALOG_File(PLAT_FILEDLG* pDlg) {
    * first entry. */
   int FilterIndex = pDlg->FilterIndex;
   Dialog.SetFilterIndex((FilterIndex >= 1 && FilterIndex <= pDlg->NumFilters) ? FilterIndex - 1 : 0);
-  if (_ShowModal(&Dialog) != wxID_OK) {
+  TYPE_CHANGE Change = { pDlg, 0, 0 };
+  if (pDlg->IsSave && pDlg->pfTypeChange) {
+    _ListenForTypeChange(&Dialog, &Change, 1);
+  }
+  int Answer = _ShowModal(&Dialog);
+  _ListenForTypeChange(&Dialog, &Change, 0);
+  if (Answer != wxID_OK) {
     return 0;
   }
   int NewIndex = Dialog.GetFilterIndex() + 1;
   wxFileName Chosen(Dialog.GetPath());
-  if (pDlg->IsSave && pDlg->pfTypeChange && NewIndex != FilterIndex) {
-    /* wxWidgets tells of no change of type while the dialog is open and
-     * can't write into its name field then (GTK, and wxMSW through its
-     * public interface): the name is given the new type's extension as
-     * the dialog closes, as the change would have done. */
+  if (pDlg->IsSave && pDlg->pfTypeChange && NewIndex != FilterIndex && Change.NumChanges == 0) {
+    /* Where the toolkit told of no change of type while the dialog was
+     * open (wxWidgets' own interface has no such event, and a dialog
+     * answered by a test never shows), the name is given the new type's
+     * extension as the dialog closes, as the change would have done. */
     char acName[200];   /* as much of a name as the field's rewrite takes */
     if (_FromWx(Chosen.GetFullName(), acName, (int)sizeof(acName) - 1)) {
       pDlg->pfTypeChange(NewIndex, acName, (int)sizeof(acName) - 1);
