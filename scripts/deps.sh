@@ -4,7 +4,7 @@
 set -euo pipefail
 packages=(cmake make gcc g++ libgtest-dev libgif-dev)
 # The desktop front end, and a display of its own for its tests.
-packages+=(libwxgtk3.2-dev xvfb xauth xdotool openbox imagemagick python3)
+packages+=(libwxgtk3.2-dev xvfb xauth xdotool openbox imagemagick python3 xclip)
 # PNG and JPEG input, and the tests' independent reader of them.
 packages+=(pkg-config libspng-dev libturbojpeg0-dev python3-pil)
 missing=()
