@@ -8,7 +8,7 @@
 #  2. Save As offers pic.c; OK, and OK in the Format dialog (4 bits per
 #     pixel preselected), write the file the batch's Save As writes.
 #  3. Save As with the type switched to Windows Bitmap by the keys
-#     writes pic.bmp (the extension is given as the dialog closes).
+#     turns the name into pic.bmp at once, and writes it.
 #  4. Ctrl+C offers the picture as image/bmp and image/png; a PNG that
 #     another program offers pastes with Ctrl+V, and Save As keeps it.
 #  5. Exit from the File menu by its keys ends the program with code 0.
@@ -120,7 +120,9 @@ retry "pic.c is not what the batch wrote" cmp pic.c batch/pic.c
 rm pic.bmp
 save_as
 # Shift+Tab from the name passes Save and Cancel to the list of types.
-keys shift+Tab shift+Tab shift+Tab Down Tab Tab Tab Return
+keys shift+Tab shift+Tab shift+Tab Down Tab Tab Tab ctrl+a ctrl+c
+retry "name after the change of type" clip_text pic.bmp
+keys Return
 retry "pic.bmp as Windows Bitmap" same_pixels pic.bmp batch/pic.bmp
 
 main_keys ctrl+c
