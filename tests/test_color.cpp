@@ -126,20 +126,23 @@ TEST(Color, HighColourSnapsToTheNearestLevelAndRGBKeepsTheColours) {
   /* 0x8014 to 0x8017: 555, 655, 565, 556 (digits blue, green, red). */
   const unsigned aCommand[4] = { 0x8014, 0x8015, 0x8016, 0x8017 };
   const int aBits[4][3] = { {5, 5, 5}, {5, 5, 6}, {5, 6, 5}, {6, 5, 5} };   /* red, green, blue */
-  for (int k = 0; k < 4; k++) {
+  for (int k = 0; k < 8; k++) {   /* on a grey ramp in true colour, then in a palette */
     WORKSPACE_Reset();
-    pBitmapCurrent = IMAGE_Create(256, 1, 0);
-    for (U32 v = 0; v < 256; v++) IMAGE_SetPixel(pBitmapCurrent, (I32)v, 0, v * 0x010101);
-    OnCommand(aCommand[k], 0);
+    pBitmapCurrent = IMAGE_Create(256, 1, k < 4 ? 0 : 256);
+    for (U32 v = 0; v < 256; v++) {
+      if (k >= 4) IMAGE_SetColor(pBitmapCurrent, (int)v, v * 0x010101);
+      IMAGE_SetPixel(pBitmapCurrent, (I32)v, 0, k < 4 ? v * 0x010101 : v);
+    }
+    OnCommand(aCommand[k % 4], 0);
     for (int Ch = 0; Ch < 3; Ch++) {
       std::set<U32> Levels;
-      int Max = (1 << aBits[k][Ch]) - 1;
+      int Max = (1 << aBits[k % 4][Ch]) - 1;
       for (U32 v = 0; v < 256; v++) {
         U32 Out = IMAGE_GetPixel(pBitmapCurrent, (I32)v, 0) >> (8 * Ch) & 255;
         Levels.insert(Out);
-        EXPECT_LE(abs((int)Out - (int)v), 255 / (2 * Max) + 1) << std::hex << aCommand[k] << " channel " << Ch << " value " << v;
+        EXPECT_LE(abs((int)Out - (int)v), 255 / (2 * Max) + 1) << k << " channel " << Ch << " value " << v;
       }
-      EXPECT_EQ(Levels.size(), (size_t)Max + 1) << std::hex << aCommand[k] << " channel " << Ch;
+      EXPECT_EQ(Levels.size(), (size_t)Max + 1) << k << " channel " << Ch;
       EXPECT_TRUE(Levels.count(0) && Levels.count(255));
     }
   }
