@@ -2,7 +2,8 @@
 # Installs the Debian packages that building and testing need, when some
 # are missing. Needs root (or sudo) only when something is to be installed.
 set -euo pipefail
-packages=(cmake make gcc g++ libgtest-dev libgif-dev)
+# strace: a log test watches the program's writes.
+packages=(cmake make gcc g++ libgtest-dev libgif-dev strace)
 # The desktop front end, and a display of its own for its tests.
 packages+=(libwxgtk3.2-dev xvfb xauth xdotool openbox imagemagick python3 xclip)
 # PNG and JPEG input, and the tests' independent reader of them.

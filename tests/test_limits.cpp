@@ -60,7 +60,8 @@ TEST(Limits, PicturesAboveSixtyFourMiPixelsAreRefusedWithTheSizeMessage) {
   for (auto Size : std::vector<std::pair<I32, I32>>{{8192, 8192}, {1 << 26, 1}, {1, 1 << 26}, {1 << 26, 0}}) {
     EXPECT_TRUE(IMAGE_IsSizeValid(Size.first, Size.second, 0)) << Size.first << " x " << Size.second;
   }
-  for (auto Size : std::vector<std::pair<I32, I32>>{{8193, 8192}, {(1 << 26) + 1, 1}, {65535, 65535}, {0x7FFFFFFF, 0}}) {
+  /* 41605 * 1613 is one pixel over, each side within the bounds. */
+  for (auto Size : std::vector<std::pair<I32, I32>>{{8193, 8192}, {41605, 1613}, {(1 << 26) + 1, 1}, {65535, 65535}, {0x7FFFFFFF, 0}}) {
     EXPECT_FALSE(IMAGE_IsSizeValid(Size.first, Size.second, 2)) << Size.first << " x " << Size.second;
   }
   EXPECT_EQ(IMAGE_Create(8193, 8192, 2), nullptr);

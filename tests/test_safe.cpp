@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <sys/stat.h>
+#include <sys/wait.h>
 
 #include <filesystem>
 #include <set>
@@ -105,13 +106,29 @@ TEST(SafeLog, ParallelRunsLeaveWholeLines) {
   }
 }
 
+/* Each message leaves in one write, as the system calls show (strace). */
+TEST(SafeLog, EachMessageIsOneWrite) {
+  TempDir Dir;
+  std::string Cmd = "cd '" + Dir.Path + "' && env -u DISPLAY -u WAYLAND_DISPLAY strace -f -qq -s 200 -e trace=write "
+                    "-o trace.txt '" + ZELMAR_BINARY + "' '" + sSample + "' -saveas -exit >/dev/null 2>&1";
+  EXPECT_EQ(WEXITSTATUS(system(Cmd.c_str())), 1);
+  std::stringstream Trace(ReadFileBytes(Dir.File("trace.txt")));
+  std::set<std::string> aWrite;
+  for (std::string sLine; std::getline(Trace, sLine);) {
+    size_t Pos = sLine.find("write(");
+    if (Pos != std::string::npos) aWrite.insert(sLine.substr(sLine.find('"', Pos), sLine.rfind('"') - sLine.find('"', Pos) + 1));
+  }
+  ASSERT_FALSE(aWrite.empty()) << "strace is needed";
+  EXPECT_TRUE(aWrite.count("\"\\r\\nCMDLINE_GetString: Missing string\"") && aWrite.count("\"\\r\\nSeparator has to be ,\""));
+}
+
 /* File names that are no C identifiers give files that compile, among
  * them the bundled sample as scripts/convert-sample.sh writes it. Names
  * that are identifiers stay as they were. */
 TEST(SafeNames, GeneratedNamesCompile) {
   TempDir Dir;
   struct { std::string sFile, sName; } aCase[] = {
-    { "zelmar-logo.c", "zelmar_logo" }, { "my-icon.c", "my_icon" }, { "1st logo.c", "_1stlogo" },
+    { "zelmar-logo.c", "zelmar_logo" }, { "my-icon.c", "my_icon" }, { "0th logo.c", "_0thlogo" },
     { "caf\xc3\xa9\nx.c", "caf___x" }, { "plain_Name9.c", "plain_Name9" },
   };
   std::string sMain;
