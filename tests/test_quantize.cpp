@@ -68,6 +68,8 @@ TEST_F(Quantize, ExactAtOrBelowNColorsAndDeterministic) {
     ASSERT_TRUE(pA && pB);
     EXPECT_LE(pA->NumColors, N);
     EXPECT_EQ(Bytes(pA), Bytes(pB));
+    /* Few enough colours are kept in the order of their values. */
+    for (int i = 1; i < pA->NumColors; i++) EXPECT_LT(IMAGE_GetColor(pA, i - 1), IMAGE_GetColor(pA, i)) << N;
     for (int i = 0; i < 37 * 23; i++) ASSERT_EQ(IMAGE_GetPixelColor(pA, i % 37, i / 37), IMAGE_GetPixel(pSrc, i % 37, i / 37));
     /* A palette source of few colours comes out the same way. */
     IMAGE* pC = CONVERT_IntoOptimalPalette(CONVERT_IntoBestPalette(IMAGE_Copy(pSrc)), N);
