@@ -138,7 +138,13 @@ class Slot:
         cmd = ['xvfb-run', '-a', '-s', '-screen 0 1024x768x24', binary]
         if gtest_filter:
             cmd.append('--gtest_filter=' + gtest_filter)
-        return run(cmd, self.build, timeout)
+        rc, out = run(cmd, self.build, timeout)
+        if rc == 0 and not gtest_filter:
+            # Then the program itself driven by the keys (the real dialogs).
+            rc, out = run(['ctest', '-R', r'^shell\.keys$', '--output-on-failure'], self.build, timeout)
+            if rc not in (0, None):
+                out += '\n[  FAILED  ] shell.keys\n'
+        return rc, out
 
 
 def failed_tests(out):
