@@ -2,8 +2,9 @@
 # The build step as a firmware project sees it: installs the build in
 # folder $1 (default build/) into a temporary prefix, builds and runs
 # examples/firmware against it with Ninja, checks that touching one
-# picture converts that one again and that a broken picture fails the
-# build with its name and message; then makes the Debian package and
+# picture (or a custom palette) converts that one again and that a broken
+# picture fails the build with its name and message, logged in its own
+# folder; then makes the Debian package and
 # checks what it holds. With ZELMAR_CI=1 (a throwaway machine) the
 # package is also installed and the example built against it.
 set -euo pipefail
@@ -29,6 +30,10 @@ touch "$work/src/icons/wifi.png"
 cmake --build "$work/build" -j2 >"$work/out"
 [ "$(grep -c Converting "$work/out")" -eq 1 ] && grep -q "Converting icons/wifi.png" "$work/out" ||
   { cat "$work/out"; fail "not exactly one conversion"; }
+touch "$work/src/grey.OmrakPal"   # the custom palette of 2-bars.bmp
+cmake --build "$work/build" -j2 >"$work/out"
+[ "$(grep -c Converting "$work/out")" -eq 1 ] && grep -q "Converting 2-bars.bmp" "$work/out" ||
+  { cat "$work/out"; fail "a new palette does not convert its picture alone"; }
 cmake --build "$work/build" -j2 >"$work/out"
 grep -q "no work to do" "$work/out" || { cat "$work/out"; fail "second build not a no-op"; }
 
@@ -38,6 +43,7 @@ if cmake --build "$work/build" -j2 >"$work/out" 2>&1; then
   fail "a broken picture built"
 fi
 grep -E "battery\.png: .+" "$work/out" || { cat "$work/out"; fail "no name and message"; }
+[ -f "$work/build/zelmar/firmware/battery/Zelmar.log" ] || fail "no log in the conversion's own folder"
 
 echo "== Debian package"
 (cd "$build" && cpack -G DEB >/dev/null)
