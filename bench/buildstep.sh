@@ -6,6 +6,8 @@
 #   100 icons     zelmar_add_images() on 100 PNGs, target <t>_images built
 #                 from clean with Ninja -j2 (median of 3)
 #   no-op         Ninja on the whole finished project again (median of 5)
+# Each with its processor time (user and system of all processes started),
+# which a busy machine changes less than the wall time.
 #
 #   bench/buildstep.sh [NUM_ICONS]
 set -euo pipefail
@@ -42,32 +44,40 @@ EOT
 cmake -S "$work/src" -B "$work/build" -G Ninja -DCMAKE_PREFIX_PATH="$work/prefix" >/dev/null
 
 /usr/bin/python3 - "$work" "$NUM" <<'EOT'
-import os, statistics, subprocess, sys, time
+import os, resource, statistics, subprocess, sys, time
 work, num = sys.argv[1], int(sys.argv[2])
 build = os.path.join(work, "build")
 program = os.path.join(work, "prefix", "bin", "zelmar-console")
 icon = os.path.join(work, "src", "icons", "icon%0*d.png" % (len(str(num)), 1))
 
+def cpu():
+    r = resource.getrusage(resource.RUSAGE_CHILDREN)
+    return r.ru_utime + r.ru_stime
+
 def timed(args, cwd, before=None):
+    """Wall time and processor time (user and system, children included)."""
     if before:
         before()
-    t = time.perf_counter()
+    c, t = cpu(), time.perf_counter()
     subprocess.run(args, cwd=cwd, check=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-    return time.perf_counter() - t
+    return time.perf_counter() - t, cpu() - c
 
 def median(n, args, cwd, before=None):
-    return statistics.median(timed(args, cwd, before) for _ in range(n))
+    runs = [timed(args, cwd, before) for _ in range(n)]
+    return statistics.median(r[0] for r in runs), statistics.median(r[1] for r in runs)
 
-one = median(50, [program, icon, "-convertintooptimalpalette16", "-savetoicon.c,1,4", "-exit"], work)
-floor = median(50, ["/bin/true", icon, "-convertintooptimalpalette16", "-savetoicon.c,1,4", "-exit"], work)
+convert = [icon, "-convertintooptimalpalette16", "-savetoicon.c,1,4", "-exit"]
+one = median(50, [program] + convert, work)
+floor = median(50, ["/bin/true"] + convert, work)
 clean = lambda: subprocess.run(["ninja", "-t", "clean", "icons_images"], cwd=build, check=True, stdout=subprocess.DEVNULL)
 many = median(3, ["ninja", "-j2", "icons_images"], build, clean)
 subprocess.run(["ninja", "-j2"], cwd=build, check=True, stdout=subprocess.DEVNULL)
 noop = median(5, ["ninja", "-j2"], build)
-print("| What | Wall time |")
-print("|---|---|")
-print("| one icon, zelmar-console (median of 50) | %.1f ms |" % (one * 1000))
-print("| the same with /bin/true (the floor) | %.1f ms |" % (floor * 1000))
-print("| %d icons, <t>_images, Ninja -j2 (median of 3) | %.2f s |" % (num, many))
-print("| no-op rebuild, Ninja (median of 5) | %.1f ms |" % (noop * 1000))
+print("load average before: %.1f %.1f %.1f" % os.getloadavg())
+print("| What | Wall time | Processor time |")
+print("|---|---|---|")
+print("| one icon, zelmar-console (median of 50) | %.1f ms | %.1f ms |" % (one[0] * 1e3, one[1] * 1e3))
+print("| the same with /bin/true (the floor) | %.1f ms | %.1f ms |" % (floor[0] * 1e3, floor[1] * 1e3))
+print("| %d icons, <t>_images, Ninja -j2 (median of 3) | %.2f s | %.2f s |" % (num, many[0], many[1]))
+print("| no-op rebuild, Ninja (median of 5) | %.1f ms | %.1f ms |" % (noop[0] * 1e3, noop[1] * 1e3))
 EOT
