@@ -68,6 +68,9 @@ static const CMDLINE_OPTION _aOption[] = {
    * stays as it has always been; README.md documents them. */
   { "convertintooptimalpalette", 0x8026, 0, NULL },
   { "dither",                   0x8027, 0, NULL },
+  /* Save As with every type and format: no row's name begins "saveto",
+   * nor does it begin one, so every older option text keeps its row. */
+  { "saveto",                   0x8028, 0, NULL },
   { NULL,                       0,      0, NULL }
 };
 

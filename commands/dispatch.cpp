@@ -138,6 +138,11 @@ static void _OnFileSaveAs(void) {
   CANVAS_Refresh();
 }
 
+static void _OnFileSaveTo(void) {
+  OnFileSaveTo();
+  CANVAS_Refresh();
+}
+
 /* The clipboard: the current image goes as a DIB block; a pasted block
  * goes through the DIB decoder, with its tolerances and messages. */
 static void _OnEditCopy(void) {
@@ -226,6 +231,7 @@ static const COMMAND _aCommand[] = {
   { 0x8025, _OnShrink },
   { 0x8026, _OnConvertIntoOptimalPalette },
   { 0x8027, _OnDither },
+  { 0x8028, _OnFileSaveTo },
 
   { 0xE101, _OnFileOpenDlg },
   { 0xE104, _OnFileSaveAs },

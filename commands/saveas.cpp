@@ -3,6 +3,11 @@
  *   <FILENAME>,<TYPE>[,<FORMAT>[,<NOPALETTE>]]
  * each of the last three one digit, read as found. Interactively it comes
  * from the file dialog and the Format dialog of the desktop front end.
+ *
+ * Save To is the build scripts' Save As: the same text, but TYPE and
+ * FORMAT are whole numbers, so that every type (4: C stream) and every
+ * format (up to 13) can be asked for, and what doesn't fit is refused
+ * before anything is written.
  */
 #include "saveas.h"
 
@@ -16,6 +21,45 @@
 #include "cmdline.h"
 #include "filedlg.h"
 #include "workspace.h"
+
+/* The format a C bitmap file gets when none is named: the smallest that
+ * holds the palette, high colour for true colour. 0 and a report when no
+ * format holds it. */
+static int _GetDefaultFormat(int NumColors) {
+  if (NumColors == 0) {
+    return 8;
+  } else if (NumColors <= 2) {
+    return 1;
+  } else if (NumColors <= 4) {
+    return 2;
+  } else if (NumColors <= 16) {
+    return 4;
+  } else if (NumColors <= 256) {
+    return 5;
+  }
+  MSG_Error("Only palettes with up to 256 entries supported!");
+  return 0;
+}
+
+/* Whether a C bitmap file of the format can hold the image; reports
+ * when it can't. */
+static int _FormatFits(int Format, int NumColors) {
+  int MaxColors;
+  switch (Format) {
+  case 1:  MaxColors = 2;   break;
+  case 2:  MaxColors = 4;   break;
+  case 4:
+  case 6:  MaxColors = 16;  break;
+  case 5:
+  case 7:  MaxColors = 256; break;
+  default: MaxColors = -1;  break;   /* 3 and 8 to 13: any image */
+  }
+  if (MaxColors > 0 && (NumColors < 1 || NumColors > MaxColors)) {
+    MSG_Error("FORMAT does not fit to bitmap!");
+    return 0;
+  }
+  return 1;
+}
 
 /* Reads the batch entry's text into pChoice and acName. Gives 0 and
  * reports when the text is not valid. */
@@ -36,18 +80,8 @@ static int _ReadBatchArgs(SAVEFORMAT* pChoice, char* acName, int MaxLen) {
     int NumColors = IMAGE_GetNumColors(pBitmapCurrent);
     if (CMDLINE_GetChar() != ',') {
       pChoice->NoPalette = 0;
-      if (NumColors == 0) {
-        pChoice->Format = 8;
-      } else if (NumColors <= 2) {
-        pChoice->Format = 1;
-      } else if (NumColors <= 4) {
-        pChoice->Format = 2;
-      } else if (NumColors <= 16) {
-        pChoice->Format = 4;
-      } else if (NumColors <= 256) {
-        pChoice->Format = 5;
-      } else {
-        MSG_Error("Only palettes with up to 256 entries supported!");
+      pChoice->Format = _GetDefaultFormat(NumColors);
+      if (pChoice->Format == 0) {
         return 0;
       }
     } else {
@@ -56,18 +90,7 @@ static int _ReadBatchArgs(SAVEFORMAT* pChoice, char* acName, int MaxLen) {
         MSG_Error("FORMAT has to be between 1 and 8!");
         return 0;
       }
-      int MaxColors;
-      switch (Format) {
-      case 1:  MaxColors = 2;   break;
-      case 2:  MaxColors = 4;   break;
-      case 4:
-      case 6:  MaxColors = 16;  break;
-      case 5:
-      case 7:  MaxColors = 256; break;
-      default: MaxColors = -1;  break;   /* 3 and 8: any image */
-      }
-      if (MaxColors > 0 && (NumColors < 1 || NumColors > MaxColors)) {
-        MSG_Error("FORMAT does not fit to bitmap!");
+      if (!_FormatFits(Format, NumColors)) {
         return 0;
       }
       pChoice->Format = Format;
@@ -171,23 +194,96 @@ static int _AskUser(SAVEFORMAT* pChoice, char* acName) {
   return 1;
 }
 
-void OnFileSaveAs(void) {
-  SAVEFORMAT Choice = { 0, 0 };
-  char       acName[512];
+/*********************************************************************
+*  Save To: <FILENAME>,<TYPE>[,<FORMAT>[,<NOPALETTE>]] with whole numbers
+*/
+/* A whole number of one to three digits that ends at a comma or at the
+ * end of the text; -1 for anything else. *ps moves behind the comma. */
+static int _ReadNumber(const char** ps) {
+  const char* s = *ps;
+  int Value = 0;
+  int NumDigits = 0;
+  for (; *s >= '0' && *s <= '9' && NumDigits < 3; s++, NumDigits++) {
+    Value = Value * 10 + (*s - '0');
+  }
+  if (NumDigits == 0 || (*s != ',' && *s != 0)) {
+    return -1;
+  }
+  *ps = (*s == ',') ? s + 1 : s;
+  return Value;
+}
+
+/* Like _ReadBatchArgs, with every file type (4: C stream) and every
+ * format; the type is handed out through the file dialog's index, as
+ * there. */
+static int _ReadSaveToArgs(SAVEFORMAT* pChoice, char* acName, int MaxLen) {
+  char acBuffer[500];
+  CMDLINE_GetString(acBuffer, (int)sizeof(acBuffer) - 1);
+  if (CMDLINE_GetChar() != ',') {
+    MSG_Error("Separator has to be ,");
+    return 0;
+  }
+  char acRest[300];
+  int  Len = 0;
+  for (int c; (c = CMDLINE_GetChar()) != 0 && Len < (int)sizeof(acRest) - 1;) {
+    acRest[Len++] = (char)c;
+  }
+  acRest[Len] = 0;
+  const char* s = acRest;
+  int Type = _ReadNumber(&s);
+  if (Type < 1 || Type > 4) {
+    MSG_Error("TYPE has to be between 1 and 4!");
+    return 0;
+  }
+  int HasMore   = s[-1] == ',';
+  int NumColors = IMAGE_GetNumColors(pBitmapCurrent);
+  if (Type == 1) {
+    if (!HasMore) {
+      pChoice->Format = _GetDefaultFormat(NumColors);
+      if (pChoice->Format == 0) {
+        return 0;
+      }
+    } else {
+      int Format = _ReadNumber(&s);
+      if (Format < 1 || Format > 13) {
+        MSG_Error("FORMAT has to be between 1 and 13!");
+        return 0;
+      }
+      if (!_FormatFits(Format, NumColors)) {
+        return 0;
+      }
+      pChoice->Format = Format;
+      if (s[-1] == ',') {
+        if (strcmp(s, "1") != 0) {
+          MSG_Error("NOPALETTE must be set to 1!");
+          return 0;
+        }
+        pChoice->NoPalette = 1;
+      }
+    }
+  } else if (HasMore) {
+    MSG_Error("FORMAT and NOPALETTE are for TYPE 1 only!");
+    return 0;
+  }
+  /* The stream has rows of indices only: the Save dialog offers it for
+   * palette images alone. */
+  if (Type == 4 && (NumColors < 1 || NumColors > 256)) {
+    MSG_Error("TYPE 4 (C stream) needs a palette image!");
+    return 0;
+  }
+  FILEDLG_SetFilterIndex(Type);
+  snprintf(acName, (size_t)MaxLen, "%s", acBuffer);
+  return 1;
+}
+
+/*********************************************************************
+*  The one road out
+*/
+/* Writes the current image as the choice says, with the file type of
+ * the file dialog's index. */
+static void _SaveCurrent(const SAVEFORMAT* pChoice, const char* acName) {
+  SAVEFORMAT Choice = *pChoice;
   int        Restore = 0;
-  if (pBitmapCurrent == NULL) {
-    MSG_Error("No file open!");
-    return;
-  }
-  if (CMDLINE_IsBatch()) {
-    if (!_ReadBatchArgs(&Choice, acName, (int)sizeof(acName))) {
-      return;
-    }
-  } else {
-    if (!_AskUser(&Choice, acName)) {
-      return;
-    }
-  }
   if (IMAGE_GetNumColors(pBitmapCurrent) != 0 && Choice.Format >= 8 && Choice.Format <= 13) {
     UNDO_Push();
     IMAGE* pRGB = CONVERT_IntoRGB(pBitmapCurrent);
@@ -220,5 +316,36 @@ void OnFileSaveAs(void) {
   CANVAS_Refresh();
   if (Restore) {
     UNDO_Pop();
+  }
+}
+
+void OnFileSaveAs(void) {
+  SAVEFORMAT Choice = { 0, 0 };
+  char       acName[512];
+  if (pBitmapCurrent == NULL) {
+    MSG_Error("No file open!");
+    return;
+  }
+  if (CMDLINE_IsBatch()) {
+    if (!_ReadBatchArgs(&Choice, acName, (int)sizeof(acName))) {
+      return;
+    }
+  } else {
+    if (!_AskUser(&Choice, acName)) {
+      return;
+    }
+  }
+  _SaveCurrent(&Choice, acName);
+}
+
+void OnFileSaveTo(void) {
+  SAVEFORMAT Choice = { 0, 0 };
+  char       acName[512];
+  if (pBitmapCurrent == NULL) {
+    MSG_Error("No file open!");
+    return;
+  }
+  if (_ReadSaveToArgs(&Choice, acName, (int)sizeof(acName))) {
+    _SaveCurrent(&Choice, acName);
   }
 }

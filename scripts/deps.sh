@@ -8,6 +8,9 @@ packages=(cmake make gcc g++ libgtest-dev libgif-dev strace)
 packages+=(libwxgtk3.2-dev xvfb xauth xdotool openbox imagemagick python3 xclip)
 # PNG and JPEG input, and the tests' independent reader of them.
 packages+=(pkg-config libspng-dev libturbojpeg0-dev python3-pil)
+# The example firmware's build (Ninja) and the Debian package's
+# dependencies (dpkg-shlibdeps).
+packages+=(ninja-build dpkg-dev)
 missing=()
 for p in "${packages[@]}"; do
   dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")

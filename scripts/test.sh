@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds Zelmar and runs every test twice: in a normal build and in a build
-# with AddressSanitizer and UndefinedBehaviorSanitizer.
+# with AddressSanitizer and UndefinedBehaviorSanitizer. The normal build is
+# also installed and used as a firmware project uses it (buildstep.sh).
 set -euo pipefail
 top=$(cd "$(dirname "$0")/.." && pwd)
 bash "$top/scripts/deps.sh"
@@ -20,4 +21,8 @@ for variant in normal asan; do
   cmake --build "$dir" -j"$jobs"
   echo "== $variant tests"
   (cd "$dir" && ctest --output-on-failure -j"$jobs")
+  if [ "$variant" = normal ]; then
+    echo "== build step: CMake package, example firmware, Debian package"
+    bash "$top/scripts/buildstep.sh" "$dir"
+  fi
 done

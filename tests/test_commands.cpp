@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 
 #include "color/palette.h"
+#include "color/truecolor.h"
 #include "geometry/geometry.h"
 #include "commands/cmdline.h"
 #include "commands/workspace.h"
@@ -105,6 +106,45 @@ TEST(SaveAs, DefaultFormatsAndRefusedChoices) {
   EXPECT_EQ(RunInProcess(Fe, {"pic.bmp", "-saveashc.c,1,8", "-saveaspal.c,1"}), 0);
   EXPECT_NE(ReadFileBytes(InDir("hc.c")).find("* NumColors:   0\r\n"), std::string::npos);
   EXPECT_EQ(BitsLine("pal.c"), "4");
+  WORKSPACE_Reset();
+}
+
+TEST(SaveTo, EveryTypeAndFormatAsTheSaveEngineWritesThem) {
+  FakeFrontEnd Fe;
+  PutImage("pic.bmp", RandomImage(7, 5, 2, 3));
+  PutImage("tc.bmp", RandomImage(7, 5, 0, 4));
+  IMAGE* apPic[2] = { LoadPath(InDir("pic.bmp"), 0), LoadPath(InDir("tc.bmp"), 0) };
+  ASSERT_TRUE(apPic[0] && apPic[1]);
+  const struct { int TC; std::string sArg; int Type, Format, NoPalette; } aGood[] = {
+    {0, "1", 1, 1, 0},     {0, "1,2", 1, 2, 0},   {0, "1,4", 1, 4, 0},   {0, "1,5,1", 1, 5, 1}, {0, "1,6", 1, 6, 0},
+    {0, "1,07", 1, 7, 0},  {0, "1,8", 1, 8, 0},   {0, "1,9", 1, 9, 0},   {0, "1,10", 1, 10, 0}, {0, "1,11", 1, 11, 0},
+    {0, "1,12", 1, 12, 0}, {0, "1,13", 1, 13, 0}, {1, "1", 1, 8, 0},     {1, "1,11", 1, 11, 0}, {1, "1,13", 1, 13, 0},
+    {0, "2", 2, 0, 0},     {0, "3", 3, 0, 0},     {0, "4", 4, 0, 0},
+  };
+  for (auto& g : aGood) {
+    EXPECT_EQ(RunInProcess(Fe, {g.TC ? "tc.bmp" : "pic.bmp", "-savetomy-out.c," + g.sArg}), 0) << g.sArg << Fe.Texts();
+    /* What Save As hands the engine: a palette picture expanded for true colour. */
+    IMAGE* p = IMAGE_Copy(apPic[g.TC]);
+    if (g.Format >= 8 && !g.TC) p = CONVERT_IntoRGB(p);
+    EXPECT_EQ(ReadFileBytes(InDir("my-out.c")), SaveBytes(&p, g.Type, g.Format, g.NoPalette, "my-out.c")) << g.sArg;
+    IMAGE_Free(p);
+  }
+  const struct { const char* sPic; const char* sArg; const char* sError; } aBad[] = {
+    {"pic.bmp", "x.c,1,14", "FORMAT has to be between 1 and 13!"}, {"pic.bmp", "x.c,1,", "FORMAT has to be between 1 and 13!"},
+    {"pic.bmp", "x.c,1,1x", "FORMAT has to be between 1 and 13!"}, {"pic.bmp", "x.c,1,0", "FORMAT has to be between 1 and 13!"},
+    {"pic.bmp", "x.c,1,3", "Format 3 is not a valid format"},      {"pic.bmp", "x.c,5", "TYPE has to be between 1 and 4!"},
+    {"pic.bmp", "x.c,0", "TYPE has to be between 1 and 4!"},       {"pic.bmp", "x.c,12", "TYPE has to be between 1 and 4!"},
+    {"pic.bmp", "x.c,2,1", "FORMAT and NOPALETTE are for TYPE 1 only!"}, {"pic.bmp", "x.c;1", "Separator has to be ,"},
+    {"pic.bmp", "x.c,1,5,0", "NOPALETTE must be set to 1!"},       {"pic.bmp", "x.c,1,5,", "NOPALETTE must be set to 1!"},
+    {"tc.bmp", "x.c,4", "TYPE 4 (C stream) needs a palette image!"}, {"tc.bmp", "x.c,1,7", "FORMAT does not fit to bitmap!"},
+  };
+  for (auto& b : aBad) {
+    Fe.Boxes.clear();
+    EXPECT_EQ(RunInProcess(Fe, {b.sPic, std::string("-saveto") + b.sArg}), 1) << b.sArg;
+    EXPECT_EQ(Fe.Texts(), std::string(b.sError) + "\n") << b.sArg;
+    EXPECT_FALSE(FileExists(InDir("x.c"))) << b.sArg;
+  }
+  for (IMAGE* p : apPic) IMAGE_Free(p);
   WORKSPACE_Reset();
 }
 

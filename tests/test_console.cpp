@@ -32,6 +32,7 @@ TEST(BuildStep, DoesWhatTheProgramDoesWithoutDisplay) {
     { {"pic.bmp", "-convertintogray16", "-rotate90cw", "-saveasout.c,1,4", "-saveasout.gif,3", "-exit"}, "" },
     { {"pic.bmp", "-saveasbad.c,4", "-saveasno.c,1", "-exit"}, "pic.bmp: TYPE has to be between 1 and 3!\n" },
     { {"pic.bmp", "-saveasbad.c,1,3"}, "pic.bmp: Format 3 is not a valid format\n" },
+    { {"pic.bmp", "-savetoout.dta,4", "-savetobad.c,1,14", "-exit"}, "pic.bmp: FORMAT has to be between 1 and 13!\n" },
     { {"nothere.bmp", "-fliph", "-exit"}, "nothere.bmp: File not found\n" },
     { {"-saveasx.c,1", "-exit"}, "zelmar-console: No file open!\n" },
     { {"pic.bmp", "-rotate90", "-saveasout.bmp,2", "-exit"}, "" },

@@ -185,6 +185,12 @@ def try_fault(slot, fault, args):
             shell = slot.shell_tests(args.timeout, args.gtest_filter)
             if shell is not None:
                 rc, out = shell
+        if rc == 0 and fault.path.startswith(('cmake/', 'examples/')):
+            # The CMake package is tested by building the example with it.
+            rc, out = run(['bash', os.path.join(slot.tree, 'scripts', 'buildstep.sh'), slot.build],
+                          slot.tree, args.timeout)
+            if rc not in (0, None):
+                out += '\n[  FAILED  ] scripts.buildstep\n'
         if rc is None:
             return 'caught', 'time-out in ' + last_started(out)
         if rc == 0:
