@@ -83,6 +83,7 @@ static CMDLINE_PFOPEN* _pfOpen;
 static char            _acTitle[100];
 static char            _acLogFile[260];
 static const char*     _pArg;
+static const char*     _sFile;
 /* Ticks are held back while the arguments are read and while a command
  * runs: a box shown then must not start or repeat a queue entry. */
 static int             _IsBusy;
@@ -109,6 +110,7 @@ void CMDLINE_Init(const char* sTitle, const char* sLogFile, unsigned ExitCommand
   _ErrorOccured = 0;
   _ExitQueued  = 0;
   _pArg        = NULL;
+  _sFile       = NULL;
   _IsBusy      = 0;
 }
 
@@ -205,6 +207,7 @@ void CMDLINE_ParseCommandLine(int argc, char** argv) {
     }
     /* Any later argument without prefix has no meaning and is passed over. */
   }
+  _sFile = sFile;
   if (sFile && _pfOpen) {
     if (!_pfOpen(sFile)) {
       CMDLINE_ShowHelp(_aOption);
@@ -246,6 +249,10 @@ void CMDLINE_ExecCommand(unsigned Command, unsigned Param) {
     PLAT_SendCommand(Command);
     CMDLINE_CommandDone();
   }
+}
+
+const char* CMDLINE_GetFileName(void) {
+  return _sFile;
 }
 
 int CMDLINE_IsBatch(void) {

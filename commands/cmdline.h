@@ -36,6 +36,10 @@ void CMDLINE_CommandDone(void);
  * window, then advances the queue. */
 void CMDLINE_ExecCommand(unsigned Command, unsigned Param);
 
+/* The file named first on the command line (the picture a build step
+ * works on), or null. */
+const char* CMDLINE_GetFileName(void);
+
 int  CMDLINE_IsBatch(void);
 int  CMDLINE_GetError(void);
 /* True while ticks can still do something: the queue has entries left

@@ -10,10 +10,12 @@
 
 #include "../app/main.h"
 #include "../commands/cmdline.h"
+#include "../core/msg.h"
 #include "../platform/plat.h"
 
 static int  _IsWindowAlive;
 static int  _IsStatusShown;   /* a status line stands on the terminal */
+static const char* _sEchoed;  /* the error text just echoed to standard error */
 
 /* Box texts use CR LF; a terminal wants plain line feeds. */
 static std::string _ToConsole(const char* sText) {
@@ -50,6 +52,10 @@ static int _AskYesNo(const std::string& sQuestion, int DefaultId) {
 
 static int _MessageBox(const char* sText, const char* sTitle, int Icon, int Buttons, int DefaultId) {
   _EndStatusLine();
+  if (_sEchoed && sText == _sEchoed && Buttons == PLAT_BUTTONS_OK) {
+    _sEchoed = NULL;
+    return DefaultId;   /* the error box of a text that stands on standard error already */
+  }
   std::string s = std::string(sTitle ? sTitle : "Error") + ": " + _ToConsole(sText);
   if (Buttons == PLAT_BUTTONS_YESNO) {
     if (isatty(0)) {
@@ -116,18 +122,38 @@ static const PLAT_FRONTEND _FrontEnd = {
   NULL,
 };
 
-int CONSOLE_Run(int argc, char** argv) {
+/* One line for a build log: the picture, then the text on one line. */
+static void _EchoError(const char* sText) {
+  _EndStatusLine();
+  const char* sFile = CMDLINE_GetFileName();
+  std::string s = _ToConsole(sText);
+  for (char& c : s) {
+    if (c == '\n' || c == '\r') {
+      c = ' ';
+    }
+  }
+  fprintf(stderr, "%s: %s\n", sFile ? sFile : "zelmar-console", s.c_str());
+  fflush(stderr);
+  _sEchoed = sText;
+}
+
+int CONSOLE_Run(int argc, char** argv, int Flags) {
   MAIN_BuildBaseTitle();
   PLAT_SetFrontEnd(&_FrontEnd);
   _IsWindowAlive = 1;         /* the "window" and its timer exist from here */
   MAIN_SetTitle(NULL);
   MAIN_InitApp();
+  if (Flags & CONSOLE_ECHO_ERRORS) {
+    MSG_SetErrorEcho(_EchoError);
+  }
   MAIN_ParseCommandLine(argc, argv);
   /* The main loop: one tick every 20 ms while the batch can still do
    * something. With no user to hand the workspace to, a finished or
    * stopped batch ends the program. */
   while (_IsWindowAlive && CMDLINE_IsPending()) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    if (!(Flags & CONSOLE_NO_TICKS)) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
     CMDLINE_Exec();
   }
   _EndStatusLine();

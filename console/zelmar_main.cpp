@@ -16,5 +16,5 @@ int main(int argc, char** argv) {
     return ExitCode;
   }
 #endif
-  return CONSOLE_Run(argc, argv);
+  return CONSOLE_Run(argc, argv, 0);
 }

@@ -10,9 +10,14 @@
 
 static PLAT_FILE*       _hLogFile;
 static const MSG_BATCH* _pBatch;
+static MSG_PFECHO*      _pfEcho;
 
 void MSG_SetBatch(const MSG_BATCH* pBatch) {
   _pBatch = pBatch;
+}
+
+void MSG_SetErrorEcho(MSG_PFECHO* pfEcho) {
+  _pfEcho = pfEcho;
 }
 
 static void _CloseLog(void) {
@@ -59,6 +64,9 @@ static void _LogError(const char* sText) {
 void MSG_Error(const char* sText) {
   if (sText == NULL) {
     return;
+  }
+  if (_pfEcho) {
+    _pfEcho(sText);
   }
   if (_pBatch && _pBatch->pfIsBatch()) {
     _pBatch->pfSetError();

@@ -19,6 +19,13 @@ typedef struct {
 } MSG_BATCH;
 
 void MSG_SetBatch(const MSG_BATCH* pBatch);
+
+/* A front end that keeps a running record of what went wrong (a build
+ * step's standard error) is handed every error text here, first, whatever
+ * the error report then does with it. Null: none. */
+typedef void MSG_PFECHO(const char* sText);
+void MSG_SetErrorEcho(MSG_PFECHO* pfEcho);
+
 void MSG_Error(const char* sText);
 void MSG_Status(const char* sText);
 

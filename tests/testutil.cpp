@@ -98,16 +98,18 @@ pid_t StartZelmar(const std::string& sDir, const std::vector<std::string>& aArgs
     dup2(fdOut, 1);
     dup2(fdErr, 2);
     std::vector<char*> av;
-    av.push_back((char*)ZELMAR_BINARY);
+    av.push_back((char*)ZelmarProgram);
     for (const std::string& s : aArgs) av.push_back((char*)s.c_str());
     av.push_back(nullptr);
     unsetenv("DISPLAY");
     unsetenv("WAYLAND_DISPLAY");
-    execv(ZELMAR_BINARY, av.data());
+    execv(ZelmarProgram, av.data());
     _exit(127);
   }
   return pid;
 }
+
+const char* ZelmarProgram = ZELMAR_BINARY;
 
 int WaitZelmar(pid_t pid) {
   int Status = 0;

@@ -35,6 +35,10 @@ bool        FileExists(const std::string& sPath);
  * environment it is first rewritten with Actual. */
 std::string Golden(const std::string& sName, const std::string& Actual);
 
+/* The program that StartZelmar and RunZelmar start: build/zelmar unless
+ * a test switches to another (the build-step program). */
+extern const char* ZelmarProgram;
+
 /* Starts build/zelmar in sDir without a display, standard input
  * /dev/null, output to the two files; MaxFileSize >= 0 limits the size
  * of the files it writes (writes past it fail with EFBIG). */

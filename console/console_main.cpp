@@ -1,0 +1,10 @@
+/*
+ * Entry point of the build-step program: the console front end alone, no
+ * toolkit linked, the queue run straight through, every error also on
+ * standard error behind the picture's name.
+ */
+#include "console.h"
+
+int main(int argc, char** argv) {
+  return CONSOLE_Run(argc, argv, CONSOLE_NO_TICKS | CONSOLE_ECHO_ERRORS);
+}

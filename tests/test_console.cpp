@@ -1,0 +1,69 @@
+/* The build-step program against the desktop program run without a
+ * display: the same files, log, standard output and exit code; each error
+ * also on standard error behind the picture's name. */
+#include <dirent.h>
+#include <stdio.h>
+
+#include <map>
+
+#include "gtest/gtest.h"
+#include "testutil.h"
+
+/* Every file of a folder with its bytes. */
+static std::map<std::string, std::string> _Files(const std::string& sDir) {
+  std::map<std::string, std::string> m;
+  DIR* pDir = opendir(sDir.c_str());
+  while (struct dirent* p = pDir ? readdir(pDir) : nullptr) {
+    std::string s = p->d_name;
+    if (s != "." && s != "..") m[s] = ReadFileBytes(sDir + "/" + s);
+  }
+  if (pDir) closedir(pDir);
+  return m;
+}
+
+TEST(BuildStep, DoesWhatTheProgramDoesWithoutDisplay) {
+  IMAGE* p = RandomImage(9, 5, 16, 4);
+  std::string Pic = SaveBytes(&p, 2);
+  IMAGE_Free(p);
+  struct {
+    std::vector<std::string> aArgs;
+    std::string              sEcho;   /* what only the build-step program adds to standard error */
+  } aCase[] = {
+    { {"pic.bmp", "-convertintogray16", "-rotate90cw", "-saveasout.c,1,4", "-saveasout.gif,3", "-exit"}, "" },
+    { {"pic.bmp", "-saveasbad.c,4", "-saveasno.c,1", "-exit"}, "pic.bmp: TYPE has to be between 1 and 3!\n" },
+    { {"pic.bmp", "-saveasbad.c,1,3"}, "pic.bmp: Format 3 is not a valid format\n" },
+    { {"nothere.bmp", "-fliph", "-exit"}, "nothere.bmp: File not found\n" },
+    { {"-saveasx.c,1", "-exit"}, "zelmar-console: No file open!\n" },
+    { {"pic.bmp", "-rotate90", "-saveasout.bmp,2", "-exit"}, "" },
+    { {"-?"}, "" },
+  };
+  for (auto& c : aCase) {
+    TempDir Desk, Step;
+    WriteFileBytes(Desk.File("pic.bmp"), Pic);
+    WriteFileBytes(Step.File("pic.bmp"), Pic);
+    std::string OutDesk, ErrDesk, OutStep, ErrStep;
+    int CodeDesk = RunZelmar(Desk.Path, c.aArgs, &OutDesk, &ErrDesk);
+    ZelmarProgram = ZELMAR_CONSOLE_BINARY;
+    int CodeStep = RunZelmar(Step.Path, c.aArgs, &OutStep, &ErrStep);
+    ZelmarProgram = ZELMAR_BINARY;
+    std::string sCase = c.aArgs.back() + " after " + c.aArgs.front();
+    EXPECT_EQ(CodeStep, CodeDesk) << sCase;
+    EXPECT_EQ(_Files(Step.Path), _Files(Desk.Path)) << sCase;
+    EXPECT_EQ(OutStep, OutDesk) << sCase;
+    /* The echo comes first: with an exit queued there is no box, without
+     * one the box's line is left out for the echoed text. */
+    EXPECT_EQ(ErrStep, c.sEcho + (c.sEcho.empty() || c.aArgs.back() == "-exit" ? ErrDesk : "")) << sCase;
+  }
+}
+
+TEST(BuildStep, LinksNoToolkit) {
+  FILE* pPipe = popen((std::string("ldd '") + ZELMAR_CONSOLE_BINARY + "'").c_str(), "r");
+  ASSERT_NE(pPipe, nullptr);
+  std::string s;
+  char ac[512];
+  while (fgets(ac, sizeof(ac), pPipe)) s += ac;
+  pclose(pPipe);
+  EXPECT_NE(s.find("libc.so"), std::string::npos) << s;
+  EXPECT_EQ(s.find("libwx"), std::string::npos) << s;
+  EXPECT_EQ(s.find("gtk"), std::string::npos) << s;
+}
