@@ -143,6 +143,33 @@ build_wx() {
   touch "$wx/.done"
 }
 
+# For the test programs: googletest from Debian's sources in
+# /usr/src/googletest, giflib (the tests' independent GIF codec) from its
+# source package.
+gtest=$cache/googletest-$(dpkg-query -W -f '${Version}' googletest)
+build_gtest() {
+  [ -f "$gtest/.done" ] && return 0
+  echo "== googletest"
+  cmake_lib /usr/src/googletest "$gtest" -DBUILD_GMOCK=OFF -DINSTALL_GTEST=ON
+  touch "$gtest/.done"
+}
+
+gif=$(prefix_of giflib)
+build_gif() {
+  [ -f "$gif/.done" ] && return 0
+  echo "== giflib"
+  local src f
+  src=$(fetch_source giflib)
+  rm -rf "$gif" && mkdir -p "$gif/include" "$gif/lib" "$gif.build"
+  for f in dgif_lib egif_lib gifalloc gif_err gif_hash openbsd-reallocarray; do
+    nice $host-gcc-posix -O2 -c "$src/$f.c" -o "$gif.build/$f.o"
+  done
+  $host-ar rcs "$gif/lib/libgif.a" "$gif.build"/*.o
+  cp "$src/gif_lib.h" "$gif/include/"
+  rm -rf "$gif.build"
+  touch "$gif/.done"
+}
+
 if [ -n "${ZELMAR_WIN_ONLY:-}" ]; then
   build_$ZELMAR_WIN_ONLY
   exit 0
@@ -150,3 +177,38 @@ fi
 build_spng
 build_jpeg
 build_wx
+prefixes="$spng;$jpeg;$wx"
+if [ $with_tests = ON ]; then
+  build_gtest
+  build_gif
+  prefixes="$prefixes;$gtest;$gif"
+fi
+echo "third-party libraries ready: $cache"
+
+# --- The project -----------------------------------------------------------
+export PKG_CONFIG_LIBDIR="$spng/lib/pkgconfig:$jpeg/lib/pkgconfig"
+cmake -S "$top" -B "$build" -DCMAKE_TOOLCHAIN_FILE="$toolchain" -DCMAKE_PREFIX_PATH="$prefixes" \
+  -DwxWidgets_CONFIG_EXECUTABLE="$wx/bin/wx-config" -DZELMAR_TESTS=$with_tests >/dev/null
+nice cmake --build "$build" -j"$jobs"
+
+# --- The zip ----------------------------------------------------------------
+major=$(sed -n 's/^#define VERSION_MAJOR *//p' "$top/app/main.cpp")
+minor=$(sed -n 's/^#define VERSION_MINOR *//p' "$top/app/main.cpp")
+version=$major.$minor
+name=zelmar-$version-win64
+stage=$build/$name
+rm -rf "$stage" && mkdir -p "$stage" "$top/dist"
+for exe in zelmar zelmar-console; do
+  $host-strip -o "$stage/$exe.exe" "$build/$exe.exe"
+  # Statically linked: nothing but the system's DLLs.
+  if $host-objdump -p "$stage/$exe.exe" | sed -n 's/^\s*DLL Name: //p' |
+       grep -viE '^(kernel32|user32|gdi32|comdlg32|comctl32|shell32|ole32|oleaut32|uuid|advapi32|winspool|winmm|version|shlwapi|uxtheme|oleacc|rpcrt4|msvcrt|ws2_32|imm32|msimg32|gdiplus|dwmapi|api-ms-win-.*)\.dll$'; then
+    echo "$exe.exe needs a DLL that Windows does not have" >&2
+    exit 1
+  fi
+done
+sed 's/$/\r/' "$top/README.md" >"$stage/README.txt"
+cp "$top/samples/zelmar-logo.bmp" "$stage/"
+rm -f "$top/dist/$name.zip"
+(cd "$build" && zip -qr "$top/dist/$name.zip" "$name")
+echo "dist/$name.zip"
