@@ -318,9 +318,17 @@ static DWORD _Replace(const wchar_t* sTemp, const wchar_t* sTarget) {
       return 0;
     }
     DWORD Error = GetLastError();
-    if (Try == 4 || (Error != ERROR_SHARING_VIOLATION && Error != ERROR_ACCESS_DENIED && Error != ERROR_LOCK_VIOLATION)) {
-      /* A target open without shared deletion reads as access denied. */
-      return Error == ERROR_ACCESS_DENIED ? ERROR_SHARING_VIOLATION : Error;
+    if (Error == ERROR_ACCESS_DENIED) {
+      /* A target open without shared deletion reads as access denied;
+       * a folder in its place is no file in use. */
+      DWORD Attr = GetFileAttributesW(sTarget);
+      if (Attr == INVALID_FILE_ATTRIBUTES || (Attr & FILE_ATTRIBUTE_DIRECTORY)) {
+        return Error;
+      }
+      Error = ERROR_SHARING_VIOLATION;
+    }
+    if (Try == 4 || (Error != ERROR_SHARING_VIOLATION && Error != ERROR_LOCK_VIOLATION)) {
+      return Error;
     }
     Sleep(50);
   }

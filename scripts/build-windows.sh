@@ -188,7 +188,8 @@ echo "third-party libraries ready: $cache"
 # --- The project -----------------------------------------------------------
 export PKG_CONFIG_LIBDIR="$spng/lib/pkgconfig:$jpeg/lib/pkgconfig"
 cmake -S "$top" -B "$build" -DCMAKE_TOOLCHAIN_FILE="$toolchain" -DCMAKE_PREFIX_PATH="$prefixes" \
-  -DwxWidgets_CONFIG_EXECUTABLE="$wx/bin/wx-config" -DZELMAR_TESTS=$with_tests >/dev/null
+  -DwxWidgets_CONFIG_EXECUTABLE="$wx/bin/wx-config" -DZELMAR_TESTS=$with_tests \
+  ${ZELMAR_CORPUS:+-DZELMAR_CORPUS_DIR="$ZELMAR_CORPUS"} >/dev/null
 nice cmake --build "$build" -j"$jobs"
 
 # --- The zip ----------------------------------------------------------------

@@ -73,14 +73,14 @@ TempDir::~TempDir() {
 }
 
 std::string ReadFileBytes(const std::string& sPath) {
-  std::ifstream f(sPath, std::ios::binary);
+  std::ifstream f(std::filesystem::u8path(sPath), std::ios::binary);
   std::stringstream ss;
   ss << f.rdbuf();
   return ss.str();
 }
 
 void WriteFileBytes(const std::string& sPath, const std::string& Bytes) {
-  std::ofstream f(sPath, std::ios::binary);
+  std::ofstream f(std::filesystem::u8path(sPath), std::ios::binary);
   f.write(Bytes.data(), (std::streamsize)Bytes.size());
 }
 
