@@ -10,6 +10,7 @@
 #
 #   bash scripts/build-windows.sh            # libraries, programs, zip
 #   bash scripts/build-windows.sh --tests    # and the test programs
+# ZELMAR_WIN_DESKTOP=0 leaves out wxWidgets and the desktop front end.
 set -euo pipefail
 top=$(cd "$(dirname "$0")/.." && pwd)
 cache=${ZELMAR_WIN_CACHE:-$top/.cache/win64}
@@ -176,8 +177,13 @@ if [ -n "${ZELMAR_WIN_ONLY:-}" ]; then
 fi
 build_spng
 build_jpeg
-build_wx
-prefixes="$spng;$jpeg;$wx"
+prefixes="$spng;$jpeg"
+wxconfig=
+if [ "${ZELMAR_WIN_DESKTOP:-1}" != 0 ]; then   # 0: the console programs alone
+  build_wx
+  prefixes="$prefixes;$wx"
+  wxconfig=$wx/bin/wx-config
+fi
 if [ $with_tests = ON ]; then
   build_gtest
   build_gif
@@ -188,7 +194,7 @@ echo "third-party libraries ready: $cache"
 # --- The project -----------------------------------------------------------
 export PKG_CONFIG_LIBDIR="$spng/lib/pkgconfig:$jpeg/lib/pkgconfig"
 cmake -S "$top" -B "$build" -DCMAKE_TOOLCHAIN_FILE="$toolchain" -DCMAKE_PREFIX_PATH="$prefixes" \
-  -DwxWidgets_CONFIG_EXECUTABLE="$wx/bin/wx-config" -DZELMAR_TESTS=$with_tests \
+  -DwxWidgets_CONFIG_EXECUTABLE="$wxconfig" -DZELMAR_TESTS=$with_tests \
   ${ZELMAR_CORPUS:+-DZELMAR_CORPUS_DIR="$ZELMAR_CORPUS"} >/dev/null
 nice cmake --build "$build" -j"$jobs"
 
