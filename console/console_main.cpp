@@ -4,7 +4,9 @@
  * standard error behind the picture's name.
  */
 #include "console.h"
+#include "../platform/plat.h"
 
 int main(int argc, char** argv) {
+  PLAT_InitProcess(&argc, &argv);
   return CONSOLE_Run(argc, argv, CONSOLE_NO_TICKS | CONSOLE_ECHO_ERRORS);
 }

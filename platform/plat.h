@@ -208,4 +208,9 @@ void PLAT_SetFrontEnd(const PLAT_FRONTEND* pFrontEnd);
 /* Registers a routine to run at process exit. */
 void PLAT_AtExit(void (*pfRoutine)(void));
 
+/* Called first in main: the arguments become UTF-8 where the system hands
+ * them over in another encoding, and the standard streams pass bytes
+ * unchanged. Elsewhere nothing changes. */
+void PLAT_InitProcess(int* pArgc, char*** pArgv);
+
 #endif

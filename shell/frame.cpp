@@ -132,6 +132,9 @@ class ZelmarFrame : public wxFrame {
 public:
   ZelmarFrame()
     : wxFrame(NULL, wxID_ANY, _ToWx(MAIN_GetBaseTitle()), wxDefaultPosition, wxSize(800, 600)), _Timer(this) {
+#ifdef __WXMSW__
+    SetIcon(wxICON(zelmar));
+#endif
     SetMenuBar(MENU_Create());
     MENU_ShowLabels(GetMenuBar());
     _pCanvas = new ZelmarCanvas(this);
@@ -381,11 +384,13 @@ static int _HasExitOption(int argc, char** argv) {
 }
 
 int SHELL_Run(int argc, char** argv, int* pExitCode) {
+#ifndef __WXMSW__   /* Windows always has its desktop */
   const char* sDisplay = getenv("DISPLAY");
   const char* sWayland = getenv("WAYLAND_DISPLAY");
   if ((sDisplay == NULL || *sDisplay == 0) && (sWayland == NULL || *sWayland == 0)) {
     return 0;
   }
+#endif
   /* The toolkit may take its own options out of the vector it is given:
    * it gets a copy, the command line keeps every argument. */
   int    wxArgc = argc;

@@ -5,6 +5,8 @@
 
 #include <sys/stat.h>
 
+#include <filesystem>
+
 #include "color/palette.h"
 #include "color/truecolor.h"
 #include "geometry/geometry.h"
@@ -172,7 +174,7 @@ TEST(Workspace, TransparencyOptionOpenUndoAndInfo) {
   IMAGE_Free(pFirst);
   IMAGE_Free(pOrg);
   Fe.Boxes.clear();
-  mkdir(InDir("folder.bmp").c_str(), 0700);
+  std::filesystem::create_directory(InDir("folder.bmp"));
   EXPECT_EQ(RunInProcess(Fe, {"-transparency000000"}), 1);
   EXPECT_EQ(RunInProcess(Fe, {"/fliph"}), 1);
   EXPECT_EQ(RunInProcess(Fe, {"folder.bmp"}), 0);

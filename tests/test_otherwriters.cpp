@@ -34,6 +34,7 @@ int MaxDiff(const TempDir& Dir, const char* sA, const char* sB) {
 }
 
 TEST(OtherWriters, BmpMasksInsideTheHeaderAndRle8EndingAfterTheTopRow) {
+  SKIP_ON_WINDOWS();
   TempDir Dir;
   ASSERT_TRUE(Convert(Dir, "-size 40x30 xc: -channel R -fx i/w -channel G -fx j/h -channel B -fx '(i+j)/(w+h)'"
                            " +channel BMP3:ref.bmp && convert ref.bmp -define bmp:subtype=RGB565 BMP:v5_565.bmp"
@@ -59,6 +60,7 @@ TEST(OtherWriters, BmpMasksInsideTheHeaderAndRle8EndingAfterTheTopRow) {
 }
 
 TEST(OtherWriters, GifFramesAtTheirPlaceAndLargeScreens) {
+  SKIP_ON_WINDOWS();
   TempDir Dir;
   ASSERT_TRUE(Convert(Dir, "-size 2x3 xc:blue -page 8x6+5+2 pos.gif"));
   ASSERT_TRUE(Convert(Dir, "-size 2100x2000 xc:white big.gif"));

@@ -61,6 +61,7 @@ IMAGE* RunsImage(int NumColors) {
 }  // namespace
 
 TEST(CSource, CompiledFilesDecodeToThePicture) {
+  SKIP_ON_WINDOWS();
   TempDir Dir;
   std::string sMain = "#include <stdio.h>\n#include \"decode.h\"\n";
   for (int b = 0; b < 256; b++) {

@@ -5,11 +5,17 @@
 #include <stdlib.h>
 #include <sys/stat.h>
 #include <signal.h>
+#include <unistd.h>
+#ifdef _WIN32
+#include <windows.h>
+#else
 #include <sys/resource.h>
 #include <sys/wait.h>
-#include <unistd.h>
+#endif
 
+#include <filesystem>
 #include <fstream>
+#include <map>
 #include <random>
 #include <sstream>
 
@@ -41,30 +47,40 @@ ReportCatcher::~ReportCatcher() {
 }
 
 TempDir::TempDir() {
+#ifdef _WIN32
+  static unsigned _Count;
+  std::error_code e;
+  std::string sBase = std::filesystem::temp_directory_path(e).generic_string() + "zelmar-test-";
+  for (unsigned Try = 0; Path.empty() && Try < 100; Try++) {
+    std::string s = sBase + std::to_string(GetCurrentProcessId()) + "-" + std::to_string(_Count++);
+    if (std::filesystem::create_directory(s, e)) Path = s;
+  }
+  if (Path.empty()) {
+#else
   char ac[] = "/tmp/zelmar-test-XXXXXX";
-  if (mkdtemp(ac) == NULL) {
+  if (mkdtemp(ac) != NULL) Path = ac;
+  else {
+#endif
     /* Never fall back to a shared folder: the tests write and delete here. */
     fprintf(stderr, "cannot create a temporary folder\n");
     abort();
   }
-  Path = ac;
 }
 
 TempDir::~TempDir() {
-  std::string Cmd = "rm -rf '" + Path + "'";
-  int r = system(Cmd.c_str());
-  (void)r;
+  std::error_code e;
+  std::filesystem::remove_all(std::filesystem::u8path(Path), e);
 }
 
 std::string ReadFileBytes(const std::string& sPath) {
-  std::ifstream f(sPath, std::ios::binary);
+  std::ifstream f(std::filesystem::u8path(sPath), std::ios::binary);
   std::stringstream ss;
   ss << f.rdbuf();
   return ss.str();
 }
 
 void WriteFileBytes(const std::string& sPath, const std::string& Bytes) {
-  std::ofstream f(sPath, std::ios::binary);
+  std::ofstream f(std::filesystem::u8path(sPath), std::ios::binary);
   f.write(Bytes.data(), (std::streamsize)Bytes.size());
 }
 
@@ -81,6 +97,70 @@ std::string Golden(const std::string& sName, const std::string& Actual) {
   return ReadFileBytes(sPath);
 }
 
+#ifdef _WIN32
+/* Running processes by their id. */
+static std::map<pid_t, HANDLE> _aProcess;
+
+static std::wstring _Wide(const std::string& s) {
+  return std::filesystem::u8path(s).wstring();
+}
+
+/* One argument of a command line as the C library takes it apart. */
+static std::wstring _Quote(const std::wstring& s) {
+  if (!s.empty() && s.find_first_of(L" \t\"") == std::wstring::npos) return s;
+  std::wstring q = L"\"";
+  for (size_t i = 0;; i++) {
+    size_t NumSlashes = 0;
+    while (i < s.size() && s[i] == L'\\') { i++; NumSlashes++; }
+    if (i == s.size()) { q.append(NumSlashes * 2, L'\\'); break; }
+    if (s[i] == L'"') q.append(NumSlashes * 2 + 1, L'\\');
+    else q.append(NumSlashes, L'\\');
+    q += s[i];
+  }
+  return q + L"\"";
+}
+
+/* No size limit for files on this system: MaxFileSize is ignored. */
+pid_t StartZelmar(const std::string& sDir, const std::vector<std::string>& aArgs, long,
+                  const std::string& sOut, const std::string& sErr) {
+  std::wstring sCmd = _Quote(_Wide(ZelmarProgram));
+  for (const std::string& s : aArgs) sCmd += L" " + _Quote(_Wide(s));
+  SECURITY_ATTRIBUTES Inherit = { sizeof(Inherit), NULL, TRUE };
+  auto Open = [&](const std::string& s, bool IsOut) {
+    std::wstring w = (s == "/dev/null") ? L"NUL" : _Wide(s);
+    return CreateFileW(w.c_str(), IsOut ? GENERIC_WRITE : GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, &Inherit,
+                       IsOut ? CREATE_ALWAYS : OPEN_EXISTING, 0, NULL);
+  };
+  STARTUPINFOW Start = {};
+  Start.cb         = sizeof(Start);
+  Start.dwFlags    = STARTF_USESTDHANDLES;
+  Start.hStdInput  = Open("/dev/null", false);
+  Start.hStdOutput = Open(sOut, true);
+  Start.hStdError  = Open(sErr, true);
+  PROCESS_INFORMATION Info;
+  BOOL IsStarted = CreateProcessW(NULL, &sCmd[0], NULL, NULL, TRUE, 0, NULL, _Wide(sDir).c_str(), &Start, &Info);
+  CloseHandle(Start.hStdInput);
+  CloseHandle(Start.hStdOutput);
+  CloseHandle(Start.hStdError);
+  if (!IsStarted) return -1;
+  CloseHandle(Info.hThread);
+  _aProcess[(pid_t)Info.dwProcessId] = Info.hProcess;
+  return (pid_t)Info.dwProcessId;
+}
+
+const char* ZelmarProgram = ZELMAR_BINARY;
+
+int WaitZelmar(pid_t pid) {
+  auto it = _aProcess.find(pid);
+  if (it == _aProcess.end()) return 127;
+  DWORD Code = 127;
+  WaitForSingleObject(it->second, INFINITE);
+  GetExitCodeProcess(it->second, &Code);
+  CloseHandle(it->second);
+  _aProcess.erase(it);
+  return (int)Code;
+}
+#else
 pid_t StartZelmar(const std::string& sDir, const std::vector<std::string>& aArgs, long MaxFileSize,
                   const std::string& sOut, const std::string& sErr) {
   pid_t pid = fork();
@@ -116,6 +196,7 @@ int WaitZelmar(pid_t pid) {
   waitpid(pid, &Status, 0);
   return WIFEXITED(Status) ? WEXITSTATUS(Status) : 128 + WTERMSIG(Status);
 }
+#endif
 
 int RunZelmar(const std::string& sDir, const std::vector<std::string>& aArgs,
               std::string* pStdout, std::string* pStderr) {

@@ -28,6 +28,15 @@ struct TempDir {
   std::string File(const std::string& sName) const { return Path + "/" + sName; }
 };
 
+/* For tests that run tools of the build machine (a C compiler, Python,
+ * ImageMagick, strace, ldd) or limits that only POSIX has: skipped in the
+ * Windows build, which runs under Wine. */
+#ifdef _WIN32
+#define SKIP_ON_WINDOWS() GTEST_SKIP() << "needs the tools of the POSIX build machine"
+#else
+#define SKIP_ON_WINDOWS() (void)0
+#endif
+
 std::string ReadFileBytes(const std::string& sPath);
 void        WriteFileBytes(const std::string& sPath, const std::string& Bytes);
 bool        FileExists(const std::string& sPath);

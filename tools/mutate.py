@@ -20,7 +20,7 @@ import threading
 import time
 
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
-SKIP_DIRS = {'.git', '.mutate'}
+SKIP_DIRS = {'.git', '.mutate', '.cache', 'dist'}
 
 
 class Fault:
@@ -105,15 +105,32 @@ def run(cmd, cwd, timeout=None):
 class Slot:
     """One scratch tree with its own build folder."""
 
-    def __init__(self, workdir, index, build_jobs):
+    def __init__(self, workdir, index, build_jobs, windows=False):
         self.tree = os.path.join(workdir, 'tree%d' % index)
-        self.build = os.path.join(self.tree, 'build')
+        self.build = os.path.join(self.tree, 'build-win64' if windows else 'build')
         self.build_jobs = build_jobs
+        self.windows = windows
+
+    def configure(self):
+        cmd = ['cmake', '-S', self.tree, '-B', self.build]
+        if self.windows:
+            # Cross-built with the libraries of the repository's own
+            # Windows build (scripts/build-windows.sh --tests).
+            with open(os.path.join(ROOT, 'build-win64', 'CMakeCache.txt'), encoding='utf-8') as f:
+                cache = f.read()
+            for key in ('CMAKE_PREFIX_PATH', 'wxWidgets_CONFIG_EXECUTABLE', 'ZELMAR_CORPUS_DIR'):
+                m = re.search(r'^%s:\w+=(.*)$' % key, cache, re.M)
+                if m:
+                    cmd.append('-D%s=%s' % (key, m.group(1)))
+                if m and key == 'CMAKE_PREFIX_PATH':
+                    os.environ['PKG_CONFIG_LIBDIR'] = ':'.join(p + '/lib/pkgconfig' for p in m.group(1).split(';'))
+            cmd += ['-DCMAKE_TOOLCHAIN_FILE=' + os.path.join(self.tree, 'cmake', 'mingw-w64.cmake'), '-DZELMAR_TESTS=ON']
+        return run(cmd, self.tree)
 
     def prepare(self, source):
         sync_tree(source, self.tree)
         if not os.path.exists(os.path.join(self.build, 'CMakeCache.txt')):
-            rc, out = run(['cmake', '-S', self.tree, '-B', self.build], self.tree)
+            rc, out = self.configure()
             if rc != 0:
                 sys.exit('cmake failed in %s:\n%s' % (self.tree, out))
         rc, out = self.make()
@@ -125,6 +142,10 @@ class Slot:
 
     def tests(self, timeout, gtest_filter):
         cmd = [os.path.join(self.build, 'tests', 'zelmar_tests')]
+        if self.windows:
+            # Under Wine, which may not outlive its time limit by itself.
+            os.environ.setdefault('WINEDEBUG', '-all')
+            cmd = ['timeout', str(int(timeout) + 30), 'wine', cmd[0] + '.exe']
         if gtest_filter:
             cmd.append('--gtest_filter=' + gtest_filter)
         return run(cmd, self.build, timeout)
@@ -133,7 +154,7 @@ class Slot:
         """The desktop front end's tests on a display of their own; None
         when they were not built or xvfb-run is missing."""
         binary = os.path.join(self.build, 'tests', 'shell', 'zelmar_shell_tests')
-        if not os.path.isfile(binary) or shutil.which('xvfb-run') is None:
+        if self.windows or not os.path.isfile(binary) or shutil.which('xvfb-run') is None:
             return None
         cmd = ['xvfb-run', '-a', '-s', '-screen 0 1024x768x24', binary]
         if gtest_filter:
@@ -233,12 +254,17 @@ def main():
     ap.add_argument('--workdir', default=os.path.join(ROOT, '.mutate'),
                     help='where the scratch trees live (default .mutate/ in the repository)')
     ap.add_argument('--rev', help='test this git revision (e.g. HEAD) instead of the working tree')
+    ap.add_argument('--windows', action='store_true',
+                    help='the faults in Win32 files, cross-built and tested under Wine')
     ap.add_argument('--check', action='store_true',
                     help='only report faults whose old text is not found exactly once')
     args = ap.parse_args()
 
     with open(args.list, encoding='utf-8') as f:
         faults = select(parse_faults(f.read(), args.list), args.numbers, args.files)
+    # Win32 files are built only for Windows: their faults go with --windows.
+    if not args.check:
+        faults = [f for f in faults if ('_win32.' in f.path) == args.windows]
     if not faults:
         sys.exit('no fault selected')
 
@@ -264,7 +290,7 @@ def main():
 
     jobs = max(1, min(args.jobs, len(faults)))
     build_jobs = 1 if jobs > 1 else 2
-    slots = [Slot(args.workdir, k, build_jobs) for k in range(jobs)]
+    slots = [Slot(args.workdir, k, build_jobs, args.windows) for k in range(jobs)]
     print('preparing %d scratch tree(s) in %s ...' % (jobs, args.workdir), flush=True)
     source = ROOT
     if args.rev:

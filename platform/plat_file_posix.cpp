@@ -311,3 +311,8 @@ void PLAT_Free(void* p) {
 void PLAT_AtExit(void (*pfRoutine)(void)) {
   atexit(pfRoutine);
 }
+
+void PLAT_InitProcess(int* pArgc, char*** pArgv) {
+  (void)pArgc;   /* arguments are UTF-8 as they come */
+  (void)pArgv;
+}
