@@ -9,13 +9,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <fstream>
 #include <random>
 #include <sstream>
 
 #include "app/main.h"
-#include "commands/cmdline.h"
-#include "commands/workspace.h"
 #include "input/loader.h"
 #include "output/save.h"
 #include "platform/plat.h"
@@ -51,9 +50,8 @@ TempDir::TempDir() {
 }
 
 TempDir::~TempDir() {
-  std::string Cmd = "rm -rf '" + Path + "'";
-  int r = system(Cmd.c_str());
-  (void)r;
+  std::error_code Error;
+  std::filesystem::remove_all(Path, Error);
 }
 
 std::string ReadFileBytes(const std::string& sPath) {
@@ -240,28 +238,6 @@ std::string FakeFrontEnd::Texts() const {
   return s;
 }
 
-const std::string& InProcessDir() {
-  static TempDir _Dir;
-  return _Dir.Path;
-}
-
-int RunInProcess(FakeFrontEnd& Fe, std::vector<std::string> aArgs) {
-  char acOld[4096];
-  if (getcwd(acOld, sizeof(acOld)) == nullptr || chdir(InProcessDir().c_str()) != 0) return -1;
-  WORKSPACE_Reset();
-  Fe.IsWindowAlive = true;
-  MAIN_InitApp();
-  aArgs.insert(aArgs.begin(), "zelmar");
-  std::vector<char*> av;
-  for (std::string& s : aArgs) av.push_back(&s[0]);
-  MAIN_ParseCommandLine((int)av.size(), av.data());
-  while (Fe.IsWindowAlive && CMDLINE_IsPending()) {
-    CMDLINE_Exec();
-  }
-  if (chdir(acOld) != 0) return -1;
-  return CMDLINE_GetError();
-}
-
 IMAGE* MakeTestImage(int XSize, int YSize, int NumColors) {
   IMAGE* pImage = IMAGE_Create(XSize, YSize, NumColors);
   for (int i = 0; i < NumColors; i++) {
@@ -275,6 +251,23 @@ IMAGE* MakeTestImage(int XSize, int YSize, int NumColors) {
     }
   }
   return pImage;
+}
+
+std::string MakeBMPFile(int XSize, int YSize, int Bits, int Compression, const std::vector<U32>& aColor,
+                        const std::string& Pixels, int HeaderSize) {
+  std::string s;
+  for (int v : {HeaderSize, XSize, YSize, 1 | Bits << 16, Compression, (int)Pixels.size(), 0, 0, (int)aColor.size(), 0}) Put32(s, (unsigned)v);
+  s.resize((size_t)HeaderSize, '\0');
+  for (U32 c : aColor) Put32(s, (c & 0xFF) << 16 | (c & 0xFF00) | (c >> 16 & 0xFF));
+  std::string File = "BM";
+  for (size_t v : {14 + s.size() + Pixels.size(), (size_t)0, 14 + s.size()}) Put32(File, (unsigned)v);
+  return File + s + Pixels;
+}
+
+std::string HexBytes(const std::string& sHex) {
+  std::string s;
+  for (size_t i = 0; i + 1 < sHex.size(); i += 3) s += (char)std::stoi(sHex.substr(i, 2), nullptr, 16);
+  return s;
 }
 
 std::string MakeBMP(const IMAGE* pImage) {

@@ -51,6 +51,12 @@ void Put32(std::string& s, unsigned v);
 /* A Windows Bitmap file of the image: the exported block behind a file
  * header. */
 std::string MakeBMP(const IMAGE* pImage);
+/* A Windows Bitmap file: a header of HeaderSize bytes (the fields beyond
+ * 40 zero), the colour table (0x00BBGGRR each), then Pixels as given. */
+std::string MakeBMPFile(int XSize, int YSize, int Bits, int Compression, const std::vector<U32>& aColor,
+                        const std::string& Pixels, int HeaderSize = 40);
+/* "0a ff ..." to bytes. */
+std::string HexBytes(const std::string& sHex);
 /* A fixed pattern: index (x + 3y) mod NumColors, or mixed channels. */
 IMAGE* MakeTestImage(int XSize, int YSize, int NumColors);
 /* Random pictures: a palette of random colours (none for 0) and random
@@ -79,11 +85,5 @@ struct FakeFrontEnd {
   bool IsWindowAlive = true;
   std::string Texts() const; /* every box text, one a line */
 };
-
-/* The program in this process, as the console runs it, with the
- * workspace reset first. It always runs in the same folder, InProcessDir(),
- * so that the log it keeps open stays there. Gives the exit code. */
-const std::string& InProcessDir();
-int RunInProcess(FakeFrontEnd& Fe, std::vector<std::string> aArgs);
 
 #endif
