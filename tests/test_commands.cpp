@@ -6,6 +6,7 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <map>
 #include <memory>
@@ -76,17 +77,15 @@ void RunCases(const Files& aInput, const std::vector<Case>& aCase) {
   }
 }
 
-std::string Bmp(IMAGE* p) {
-  std::string s = MakeBMP(p);
-  IMAGE_Free(p);
-  return s;
-}
+std::string Bmp(IMAGE* p) { std::string s = MakeBMP(p); IMAGE_Free(p); return s; }
 
 /* cN.bmp has N colours (c5: red, green, blue, black, white), tc.bmp true
  * colour, lr.bmp two pixels (index 0, index 1), grad.bmp 800 pixels of
- * many colours; pN.OmrakPal is a palette file of N colours. */
+ * many colours; pN.OmrakPal is a palette file of N colours. Every folder
+ * holds a log of an earlier run: only an error replaces it. */
 Files Inputs() {
-  Files a = {{"tc.bmp", Bmp(RandomImage(7, 3, 0, 1))}, {"grad.bmp", Bmp(RandomImage(40, 20, 0, 3, 2000))}, {"pempty.OmrakPal", ""}};
+  Files a = {{"tc.bmp", Bmp(RandomImage(7, 3, 0, 1))}, {"grad.bmp", Bmp(RandomImage(40, 20, 0, 3, 2000))}, {"pempty.OmrakPal", ""},
+             {"Zelmar.log", "old log"}, {"keep.c", "keep"}, {"empty.bmp", Bmp(IMAGE_Create(0, 3, 2))}};
   const U32 aC5[] = {0x0000FF, 0x00FF00, 0xFF0000, 0, 0xFFFFFF};
   for (int n : {2, 3, 4, 5, 16, 17, 256}) {
     IMAGE* p = RandomImage(7, 3, n, (unsigned)n);
@@ -110,8 +109,8 @@ const std::string kHelp = ReadFileBytes(std::string(ZELMAR_SOURCE_DIR) + "/tests
 
 }  // namespace
 
-/* Every form of argument an option takes, at its edges. */
-TEST(Options, ArgumentForms) {
+/* Every form of argument an option takes, at its edges; the end of a batch. */
+TEST(Options, ArgumentFormsAndTheEndOfABatch) {
   Files aIn = Inputs();
   std::string sDither[2];   /* grad.bmp in the 111 palette, without and with dithering */
   for (int Dither : {0, 1}) {
@@ -131,7 +130,9 @@ TEST(Options, ArgumentForms) {
                     sRange = "Color has to be 000000 - FFFFFF", sGreen = "out.c={\r\n     0x00FF00,", sP = "c5.bmp -convertintocustompalettep",
                     sNotHex = "CMDLINE_GetHexValue: Not a hex value\r\n" + sRange, sO = "grad.bmp -convertintooptimalpalette",
                     sOpt = "Optimal palette: number of colors must be 2 to 256, not ", sD = " -convertinto111 -saveasout.bmp,2",
-                    sLess = "_LoadPalette: Number of colors may not be less than 2 !", sFlip = "out.c=  X_______\r\n};", sL = "_LoadPalette: ";
+                    sLess = "_LoadPalette: Number of colors may not be less than 2 !", sFlip = "out.c=  X_______\r\n};", sL = "_LoadPalette: ",
+                    sFull = "Write error: /dev/full: No space left on device";
+  const char* sH = kHelp.c_str();
   RunCases(aIn, {
     /* Save As: the format by colours; FORMAT, NOPALETTE, TYPE; the type never from the name. */
     {"c2.bmp -saveasout.c,1", 0, "", B(1)}, {"c3.bmp -saveasout.c,1", 0, "", B(2)}, {"c4.bmp -saveasout.c,1", 0, "", B(2)},
@@ -178,27 +179,16 @@ TEST(Options, ArgumentForms) {
     /* Names: the first row whose whole name begins the text, case and all;
      * a second name without prefix is passed over. */
     {"lr.bmp -fliph" + sS, 0, "", sFlip}, {"lr.bmp /fliphxyz" + sS, 0, "", sFlip}, {"lr.bmp c5.bmp -rotate180" + sS, 0, "", sFlip},
-    {"lr.bmp -invertindicesx" + sS, 0, "", sFlip}, {"lr.bmp -FLIPH -rotate90 -" + sS, 0, "", "out.c=  _X______\r\n};"},
+    {"lr.bmp -invertindicesx" + sS, 0, "", sFlip}, {"lr.bmp -FLIPH -rotate90 -" + sS, 0, "", "out.c=  _X______\r\n};", "",
+     "Error: \"FLIPH\" is not a valid command !\nError: \"rotate90\" is not a valid command !\nError: \"\" is not a valid command !\n"},
     {"lr.bmp -rotate90cw" + sS, 0, "", "out.c=  ________,\r\n  X_______\r\n};"}, {"lr.bmp -rotate90ccw" + sS, 0, "", "out.c=  X_______,\r\n  ________\r\n};"},
-  });
-}
-
-/* When a batch ends, and what a failed write of each file type reports.
- * The folder holds a log of an earlier run: only an error replaces it.
- * Refused saves leave the file they would replace as it was. */
-TEST(Batch, EndOfTheQueueExitCodeAndLog) {
-  Files aIn = Inputs();
-  aIn.insert({{"Zelmar.log", "old log"}, {"keep.c", "keep"}, {"empty.bmp", Bmp(IMAGE_Create(0, 3, 2))}});
-  const char* sH = kHelp.c_str();
-  const std::string sType = "TYPE has to be between 1 and 3!", sFull = "Write error: /dev/full: No space left on device";
-  RunCases(aIn, {
+    /* When a batch ends, and what a failed write of each file type reports.
+     * Refused saves leave the file they would replace as it was. */
     {"c5.bmp -saveasbad.c,4 -saveasout.c,1 -exit", 1, sType, "", "", ""}, {"c5.bmp -exit -saveasout.c,1,9", 0, "", "", "", ""},
     {"c5.bmp -saveasbad.c,4 -saveasout.c,1", 1, sType, "", "", "Zelmar: TYPE has to be between 1 and 3!\n"},
     {"c5.bmp -saveasout.c,1 -exit -saveasx.c,1,9", 0, "", "out.c=*        Omrak-Zelmar V3.96.\r\n", "", ""},
     {"nothere.bmp -saveasout.c,1 -exit", 1, "File not found", "", sH, ""}, {"nothere.bmp", 0, "", "", sH, "Zelmar: File not found\n"},
     {"c5.bmp -saveas -exit", 1, "CMDLINE_GetString: Missing string\r\nSeparator has to be ,", "", "", ""},
-    {"c5.bmp -rotate90 -FLIPH - -saveasout.c,1", 0, "", "out.c^/*****", "",
-     "Error: \"rotate90\" is not a valid command !\nError: \"FLIPH\" is not a valid command !\nError: \"\" is not a valid command !\n"},
     {"c5.bmp /? -saveasout.c,1", 0, "", "out.c^/*****", sH, ""}, {"-helpme", 0, "", "", sH, ""},
     {"c5.bmp -saveas/dev/full,1 -exit", 1, sFull}, {"c5.bmp -saveas/dev/full,2 -exit", 1, sFull}, {"c5.bmp -saveas/dev/full,3 -exit", 1, sFull},
     {"c5.bmp -saveaskeep.c,1,3 -exit", 1, "Format 3 is not a valid format", "keep.c^keep"},
@@ -206,30 +196,10 @@ TEST(Batch, EndOfTheQueueExitCodeAndLog) {
   });
 }
 
-/* The reader follows the extension from the last dot, in any letter case
- * and as a prefix: seven bytes that each reader refuses in its own words. */
-TEST(Batch, FileTypeByExtension) {
-  struct { std::vector<std::string> aName; std::string sLog; } aType[] = {
-    {{"a.bmp", "a.BMP", "a.Bmp", "a.bmpx", "a.gif.bmp"}, "File too short (truncated ?)\r\n"}, {{"a.gif", "a.GIF", "a.Gif", "a.bmp.gif"}, ""},
-    {{"a.sbmp", "a.SBMP", "a.Sbmp"}, "File too short (Incomplete header)\r\n"}, {{"a.png", "a.PNG"}, "PNG *\r\n"},
-    {{"a.jpg", "a.JPG", "a.jpeg", "a.JPEG"}, "JPEG *\r\n"}, {{"a", "a.tga", "a.bm", "a.bmp.old", "d.x/a"}, "Unsupported file type\r\n"},
-  };
-  Files aIn = {{"v.Bmp", Bmp(RandomImage(3, 2, 5, 1))}, {"v.SBMP", std::string("SB\2\0\1\0\0\0\2\0\x11\x22\x33", 13)},
-               {"v.GIF", std::string("GIF89a\2\0\2\0\x80\0\0\xFF\0\0\xFF\xFF\xFF,\0\0\0\0\2\0\2\0\0\2\2\x84\x51\0;", 35)},
-               {"v.PNG", ReadFileBytes(std::string(ZELMAR_SOURCE_DIR) + "/docs/dither_332_off.png")}};
-  std::vector<Case> aCase;
-  for (auto& f : aIn) aCase.push_back({f.first + " -saveasout.bmp,2 -exit", 0, "", "out.bmp^BM"});
-  for (auto& t : aType) {
-    for (auto& s : t.aName) {
-      aIn[s] = std::string("SB\1\0\1\0\0", 7);
-      aCase.push_back({s + " -saveasout.bmp,2 -exit", 1, t.sLog + "Error opening file"});
-    }
-  }
-  RunCases(aIn, aCase);
-}
-
-/* Every reader message, as the log of a batch gets it. */
-TEST(Batch, ReaderMessages) {
+/* Every reader message, as the log of a batch gets it. The reader follows
+ * the extension from the last dot, in any letter case and as a prefix:
+ * seven bytes that each reader refuses in its own words. */
+TEST(Batch, ReaderByExtensionAndItsMessages) {
   const std::vector<U32> a2 = {0, 0xFFFFFF};
   auto Patch = [](std::string s, size_t Pos, int v) { std::string w; Put32(w, (unsigned)v); return s.replace(Pos, 4, w); };
   auto R = [](const std::string& s) { return s + (s.empty() ? "" : "\r\n") + "Error opening file"; };   /* refused */
@@ -264,113 +234,30 @@ TEST(Batch, ReaderMessages) {
     aIn[f.sName] = f.Bytes;
     aCase.push_back({std::string(f.sName) + " -exit", f.Code, f.sLog});
   }
+  for (auto& t : std::vector<std::pair<std::string, std::string>>{{"a.bmp a.BMP a.Bmp a.bmpx a.gif.bmp", "File too short (truncated ?)"},
+       {"a.gif a.GIF a.Gif a.bmp.gif", ""}, {"a.sbmp a.SBMP a.Sbmp", "File too short (Incomplete header)"}, {"a.png a.PNG", "PNG *"},
+       {"a.jpg a.JPG a.jpeg a.JPEG", "JPEG *"}, {"a a.tga a.bm a.bmp.old d.x/a", "Unsupported file type"}}) {
+    std::stringstream ss(t.first);
+    for (std::string sName; ss >> sName; aIn[sName] = Sbmp.substr(0, 7)) aCase.push_back({sName + " -saveasout.bmp,2 -exit", 1, R(t.second)});
+  }
   RunCases(aIn, aCase);
-}
-
-namespace {
-
-/* Values and length of each line of the first row of the array ac<Name>. */
-std::string RowLines(const std::string& s, const std::string& sName) {
-  std::string r, t;
-  for (size_t Pos = s.find("ac" + sName + "[] = {\r\n") + sName.size() + 10; Pos < s.size();) {
-    std::string sLine = s.substr(Pos, s.find("\r\n", Pos) - Pos);
-    int n = 0;
-    for (std::stringstream ss(sLine); std::getline(ss, t, ',');) n += t.find_first_not_of(' ') != std::string::npos;
-    r += std::to_string(n) + "/" + std::to_string(sLine.size()) + " ";
-    Pos = sLine.back() == ',' ? s.size() : Pos + sLine.size() + 2;
-  }
-  return r;
-}
-
-/* The number of codes between each two clear codes of a GIF code stream
- * of 8-bit pixels, reading each code at the width a decoder expects. */
-std::vector<int> ClearSpans(const std::string& Data) {
-  std::vector<int> aSpan;
-  int Size = 9, n = -1;
-  for (size_t Bit = 0; Bit + (size_t)Size <= Data.size() * 8;) {
-    int Code = 0;
-    for (int i = 0; i < Size; i++, Bit++) Code |= (Data[Bit / 8] >> (Bit % 8) & 1) << i;
-    if (Code == 257) break;
-    if (Code == 256 && n >= 0) aSpan.push_back(n);
-    n = Code == 256 ? 0 : n + 1;
-    Size = Code == 256 ? 9 : Size + (257 + n == (1 << Size) && Size < 12);   /* the table now holds 257 + n codes */
-  }
-  return aSpan;
-}
-
-}  // namespace
-
-/* Long data cut into lines and blocks, at the limits: C lines of at most
- * 254 characters, run-length pieces of 254 and 255, GIF sub-blocks of 255
- * and a clear code when the table passes 4096 codes. */
-TEST(Batch, LongDataIsCutAtTheLimits) {
-  TempDir Dir;
-  IMAGE* p = IMAGE_Create(400, 2, 2);
-  for (int i = 0; i < 800; i++) IMAGE_SetPixel(p, i % 400, i / 400, 1);
-  WriteFileBytes(Dir.File("wide.bmp"), Bmp(p));
-  /* A B C C C D, C C C D, two equal before four: blocks of 6 and 2; runs
-   * of 254, 255, 508, 509; 300 pixels without repetition; a last pixel. */
-  std::vector<int> aRow = {1, 2, 3, 3, 3, 4, 5, 5, 5, 5, 3, 3, 3, 4, 6, 6, 6, 6, 7, 7, 8, 8, 8, 8};
-  for (int k : {9, 10, 11, 12}) aRow.insert(aRow.end(), (size_t)(k == 9 ? 254 : k == 10 ? 255 : k == 11 ? 508 : 509), k);
-  for (int k = 0; k < 300; k++) aRow.push_back(20 + k % 230);
-  aRow.insert(aRow.end(), {13, 13, 13, 13, 14});
-  p = RandomImage((int)aRow.size(), 1, 256, 4);
-  for (size_t x = 0; x < aRow.size(); x++) IMAGE_SetPixel(p, (int)x, 0, (U32)aRow[x]);
-  WriteFileBytes(Dir.File("runs.bmp"), Bmp(p));
-  IMAGE* pBig = RandomImage(300, 90, 256, 7);
-  WriteFileBytes(Dir.File("big.bmp"), MakeBMP(pBig));
-  pid_t aPid[] = {StartZelmar(Dir.Path, {"wide.bmp", "-saveasf1.c,1,1", "-saveasf5.c,1,5", "-saveasf8.c,1,8", "-exit"}),
-                  StartZelmar(Dir.Path, {"runs.bmp", "-saveasrle.c,1,7", "-exit"}), StartZelmar(Dir.Path, {"big.bmp", "-saveasbig.gif,3", "-exit"})};
-  for (pid_t pid : aPid) EXPECT_EQ(WaitZelmar(pid), 0);
-  EXPECT_EQ(RunZelmar(Dir.Path, {"big.gif", "-saveasback.bmp,2", "-exit"}), 0);
-  auto Rep = [](int n, const char* s) { std::string r; while (n--) r += s; return r; };
-  EXPECT_EQ(RowLines(ReadFileBytes(Dir.File("f1.c")), "f1"), "25/252 24/248 1/17 ");
-  EXPECT_EQ(RowLines(ReadFileBytes(Dir.File("f5.c")), "f5"), "42/254 " + Rep(8, "41/254 ") + "30/187 ");
-  EXPECT_EQ(RowLines(ReadFileBytes(Dir.File("f8.c")), "f8"), "31/250 " + Rep(12, "30/248 ") + "9/79 ");
-  std::string s = ReadFileBytes(Dir.File("rle.c")), sPieces;
-  for (size_t Pos = s.find("\r\n  /* "); Pos != std::string::npos; Pos = s.find("\r\n  /* ", Pos + 1)) sPieces += s.substr(Pos + 7, 8) + " ";
-  EXPECT_EQ(sPieces, "ABS: 006 RLE: 004 RLE: 003 RLE: 001 RLE: 004 ABS: 002 RLE: 004 RLE: 254 RLE: 255 RLE: 508 RLE: 509 "
-                     "ABS: 255 ABS: 045 RLE: 004 RLE: 001 ");
-  for (const char* sPart : {"*/ 254, 0x09, \r\n", "*/ 254, 0x0A, 1, 0x0A, \r\n", "*/ 254, 0x0B, 254, 0x0B, \r\n",
-                            "*/ 254, 0x0C, 254, 0x0C, 1, 0x0C, \r\n", "*/ 0, 45, 0x", "\r\n  0};  /* 346 for 1855 pixels */"}) {
-    EXPECT_NE(s.find(sPart), std::string::npos) << sPart;
-  }
-  /* The GIF: a table of 256, no extension, code size 8, full sub-blocks. */
-  s = ReadFileBytes(Dir.File("big.gif"));
-  ASSERT_GT(s.size(), 792u);
-  EXPECT_EQ(s[791], 8);
-  std::string Data;
-  size_t Pos = 792;
-  for (; Pos < s.size() && s[Pos]; Pos += (U8)s[Pos] + 1u) {
-    ASSERT_TRUE((U8)s[Pos] == 255 || (U8)s[Pos + (U8)s[Pos] + 1] == 0) << "sub-block at " << Pos;
-    Data += s.substr(Pos + 1, (U8)s[Pos]);
-  }
-  EXPECT_EQ(s.substr(Pos), std::string("\0;", 2));
-  std::vector<int> aSpan = ClearSpans(Data);
-  EXPECT_EQ(aSpan, std::vector<int>(std::max<size_t>(aSpan.size(), 4), 4096 - 258 + 1));
-  IMAGE* pBack = LoadPath(Dir.File("back.bmp"), 0);
-  EXPECT_EQ(Diff(pBack, pBig, true), "");
-  IMAGE_Free(pBack);
-  IMAGE_Free(pBig);
 }
 
 /* Opening a file pushes the picture it replaces; a failed open keeps
  * picture and stack and changes only the name (after a read) and the type
  * (for a known extension). Eleven changes keep ten snapshots. */
-TEST(Workspace, OpenUndoAndInfo) {
+TEST(Workspace, OpenUndoInfoAndDefaultAnswers) {
   FakeFrontEnd Fe;
   WORKSPACE_Reset();
   MAIN_InitApp();
   TempDir Dir;
   IMAGE* pA = RandomImage(3, 2, 5, 1);
   IMAGE* pB = RandomImage(4, 2, 3, 2);
-  WriteFileBytes(Dir.File("a.bmp"), MakeBMP(pA));
-  WriteFileBytes(Dir.File("b.GIF"), SaveBytes(&pB, 3));
-  WriteFileBytes(Dir.File("s.sbmp"), std::string("SB\2\0\1\0\0\0\2\0\x11\x22\x33", 13));
-  WriteFileBytes(Dir.File("x.Sbmp"), "SB");
-  WriteFileBytes(Dir.File("x.tga"), "SB");
+  for (auto& f : Files{{"a.bmp", MakeBMP(pA)}, {"b.GIF", SaveBytes(&pB, 3)}, {"s.sbmp", std::string("SB\2\0\1\0\0\0\2\0\x11\x22\x33", 13)},
+                      {"x.Sbmp", "SB"}, {"x.tga", "SB"}, {"p.png", ReadFileBytes(std::string(ZELMAR_SOURCE_DIR) + "/docs/dither_332_off.png")}}) {
+    WriteFileBytes(Dir.File(f.first), f.second);
+  }
   mkdir(Dir.File("d.bmp").c_str(), 0700);
-  WriteFileBytes(Dir.File("p.png"), ReadFileBytes(std::string(ZELMAR_SOURCE_DIR) + "/docs/dither_332_off.png"));
   IMAGE* pS = LoadPath(Dir.File("s.sbmp"), 1);
   struct { const char* sName; bool IsOk; int Type; const char* sNow; int NumUndo; const char* sBoxes; } aStep[] = {
     {"a.bmp", true, 1, "a.bmp", 0, ""}, {"b.GIF", true, 3, "b.GIF", 1, ""}, {"none.bmp", false, 3, "b.GIF", 1, "File not found\n"},
@@ -382,9 +269,7 @@ TEST(Workspace, OpenUndoAndInfo) {
   for (auto& t : aStep) {
     Fe.Boxes.clear();
     EXPECT_EQ(OnFileOpen(Dir.File(t.sName).c_str()) != nullptr, t.IsOk) << t.sName;
-    int n = 0;
-    while (n < NUM_UNDO && aUndo[n]) n++;
-    EXPECT_EQ(n, t.NumUndo) << t.sName;
+    EXPECT_EQ(std::find(aUndo, aUndo + NUM_UNDO, nullptr) - aUndo, t.NumUndo) << t.sName;
     EXPECT_EQ(LastFileType, t.Type) << t.sName;
     EXPECT_EQ(std::string(acFileName), Dir.File(t.sNow)) << t.sName;
     EXPECT_EQ(Fe.Texts(), t.sBoxes) << t.sName;
@@ -402,12 +287,7 @@ TEST(Workspace, OpenUndoAndInfo) {
   OnCommand(0x8021, 0);
   EXPECT_EQ(Fe.Texts(), "Number of colors used: " + std::to_string(IMAGE_CountColors(pFirst)) + "\n");
   for (IMAGE* p : {pA, pB, pS, pFirst}) IMAGE_Free(p);
-  WORKSPACE_Reset();
-}
-
-TEST(Workspace, WithoutAFrontEndBoxesAndListsTakeTheirDefault) {
-  WORKSPACE_Reset();
-  pBitmapCurrent = RandomImage(5, 5, 4, 1);
+  /* No answer: a box and a list take their default. */
   pBitmapCurrent->HasTrans = 1;
   OnCommand(0x8009, 0);
   EXPECT_EQ(IMAGE_GetHasTrans(pBitmapCurrent), 1);

@@ -163,8 +163,6 @@ TEST(Bitmap, DepthsAndHeadersTheWriterDoesNotMake) {
                HexBytes("02 01 00 03 02 03 02 00 00 00 00 02 01 01 02 02 00 01 ")), "0 FF00 FF00 0|0 0 0 0|FF FF FF00 FF0000" },
     /* RLE4: an absolute block of 3 (two bytes, no pad), a run alternating two nibbles */
     { MakeBMPFile(5, 1, 4, 2, {0, 0x0000FF, 0x00FF00, 0xFF0000}, HexBytes("00 03 12 30 02 31 00 01 ")), "FF FF00 FF0000 FF0000 FF" },
-    /* RLE4 past the top row is no error */
-    { MakeBMPFile(1, 1, 4, 2, {0, 0xFF}, HexBytes("01 11 00 00 00 00 00 00 ")), "FF" },
   };
   for (auto& c : aCase) {
     IMAGE* p = LoadBytes(c.File, 0);

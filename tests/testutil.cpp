@@ -113,15 +113,6 @@ int WaitZelmar(pid_t pid) {
   return WIFEXITED(Status) ? WEXITSTATUS(Status) : 128 + WTERMSIG(Status);
 }
 
-int RunZelmar(const std::string& sDir, const std::vector<std::string>& aArgs,
-              std::string* pStdout, std::string* pStderr) {
-  TempDir Capture;
-  int Code = WaitZelmar(StartZelmar(sDir, aArgs, -1, Capture.File("stdout"), Capture.File("stderr")));
-  if (pStdout) *pStdout = ReadFileBytes(Capture.File("stdout"));
-  if (pStderr) *pStderr = ReadFileBytes(Capture.File("stderr"));
-  return Code;
-}
-
 void Put16(std::string& s, unsigned v) {
   s += (char)(v & 0xFF);
   s += (char)((v >> 8) & 0xFF);
@@ -212,17 +203,12 @@ static int _FakeBox(const char* sText, const char*, int, int, int DefaultId) {
   _pFake->Boxes.push_back(sText);
   return DefaultId;
 }
-static void _FakeSend(unsigned Id) { if (_pFake->IsWindowAlive) MAIN_OnWindowCommand(Id); }
-static int  _FakeAlive(void) { return _pFake->IsWindowAlive; }
-static void _FakeDestroy(void) { _pFake->IsWindowAlive = false; }
 
-static const PLAT_FRONTEND _FakeTable = {
-  _FakeBox, _FakeSend, _FakeAlive, _FakeDestroy, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
-  nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
-};
+static PLAT_FRONTEND _FakeTable;
 
 FakeFrontEnd::FakeFrontEnd() {
   _pFake = this;
+  _FakeTable.pfMessageBox = _FakeBox;
   PLAT_SetFrontEnd(&_FakeTable);
 }
 

@@ -41,9 +41,8 @@ std::string Golden(const std::string& sName, const std::string& Actual);
 pid_t StartZelmar(const std::string& sDir, const std::vector<std::string>& aArgs, long MaxFileSize = -1,
                   const std::string& sOut = "/dev/null", const std::string& sErr = "/dev/null");
 int   WaitZelmar(pid_t pid);   /* the exit code, or 128 + the signal */
-/* Runs build/zelmar in sDir (no shell, standard input /dev/null). */
-int RunZelmar(const std::string& sDir, const std::vector<std::string>& aArgs,
-              std::string* pStdout = nullptr, std::string* pStderr = nullptr);
+/* Runs build/zelmar in sDir and waits for it. */
+inline int RunZelmar(const std::string& sDir, const std::vector<std::string>& aArgs) { return WaitZelmar(StartZelmar(sDir, aArgs)); }
 
 void Put16(std::string& s, unsigned v);
 void Put32(std::string& s, unsigned v);
@@ -76,13 +75,12 @@ int ColorDist(unsigned a, unsigned b);
 std::string SaveBytes(IMAGE** ppImage, int Type, int Format = 0, int NoPalette = 0,
                       const std::string& sName = "pic.c");
 
-/* A front end for tests: records the text of every box, answers
- * questions yes, sends commands to the main window's handler. */
+/* A front end for tests that records the text of every box and answers
+ * each with its default. */
 struct FakeFrontEnd {
   FakeFrontEnd();
   ~FakeFrontEnd();
   std::vector<std::string> Boxes;
-  bool IsWindowAlive = true;
   std::string Texts() const; /* every box text, one a line */
 };
 
