@@ -39,8 +39,7 @@ struct Case {
 
 size_t NumFiles(const std::string& sDir) { return (size_t)std::distance(std::filesystem::directory_iterator(sDir), {}); }
 
-/* Runs the cases at once, each in a folder with the files of aInput that
- * its arguments name (and an old Zelmar.log, if aInput has one). */
+/* Runs the cases at once, each in a folder of its own with the inputs its arguments name and any old log. */
 void RunCases(const Files& aInput, const std::vector<Case>& aCase) {
   std::vector<std::unique_ptr<TempDir>> aDir;
   std::vector<pid_t> aPid;
@@ -230,10 +229,8 @@ TEST(Batch, ReaderByExtensionAndItsMessages) {
   };
   Files aIn;
   std::vector<Case> aCase;
-  for (auto& f : aFile) {
-    aIn[f.sName] = f.Bytes;
-    aCase.push_back({std::string(f.sName) + " -exit", f.Code, f.sLog});
-  }
+  for (auto& f : aFile) aIn[f.sName] = f.Bytes;
+  for (auto& f : aFile) aCase.push_back({std::string(f.sName) + " -exit", f.Code, f.sLog});
   for (auto& t : std::vector<std::pair<std::string, std::string>>{{"a.bmp a.BMP a.Bmp a.bmpx a.gif.bmp", "File too short (truncated ?)"},
        {"a.gif a.GIF a.Gif a.bmp.gif", ""}, {"a.sbmp a.SBMP a.Sbmp", "File too short (Incomplete header)"}, {"a.png a.PNG", "PNG *"},
        {"a.jpg a.JPG a.jpeg a.JPEG", "JPEG *"}, {"a a.tga a.bm a.bmp.old d.x/a", "Unsupported file type"}}) {

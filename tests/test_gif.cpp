@@ -35,9 +35,7 @@ Decoded DecodeWithGiflib(const std::string& sPath) {
     d.XSize = pGif->SWidth;
     d.YSize = pGif->SHeight;
     d.TableSize = pMap->ColorCount;
-    for (int i = 0; i < Img.ImageDesc.Width * Img.ImageDesc.Height; i++) {
-      d.aColor.push_back(ToColor(pMap->Colors[Img.RasterBits[i]]));
-    }
+    for (int i = 0; i < Img.ImageDesc.Width * Img.ImageDesc.Height; i++) d.aColor.push_back(ToColor(pMap->Colors[Img.RasterBits[i]]));
     GraphicsControlBlock Gcb;
     if (DGifSavedExtensionToGCB(pGif, 0, &Gcb) == GIF_OK && Gcb.TransparentColor >= 0) {
       d.TransIndex = Gcb.TransparentColor;

@@ -173,27 +173,15 @@ TEST(Bitmap, DepthsAndHeadersTheWriterDoesNotMake) {
   EXPECT_TRUE(Rc.Errors.empty()) << Rc.Errors[0];
 }
 
-TEST(Sbmp, RunsFillRowsAndShortFilesAreTold) {
+TEST(Sbmp, RunsFillRowsAcrossRowEnds) {
   ReportCatcher Rc;
-  std::string Head = "SB", File;
-  Put16(Head, 3);
-  Put16(Head, 2);
-  File = Head;
-  Put16(File, 0);                                  /* true colour: run, red, green, blue */
-  Put16(File, 4);
-  File += HexBytes("11 22 33 ");
-  Put16(File, 5);
-  File += HexBytes("44 55 66 ");
-  IMAGE* p = LoadBytes(File, 1);
+  std::string Head = HexBytes("53 42 03 00 02 00 ");   /* "SB", 3 x 2 */
+  /* True colour: run, red, green, blue; palette: run and index. */
+  IMAGE* p = LoadBytes(Head + HexBytes("00 00 04 00 11 22 33 05 00 44 55 66 "), 1);
   ASSERT_NE(p, nullptr);
   EXPECT_EQ(Pixels(p), "332211 332211 332211|332211 665544 665544");
   IMAGE_Free(p);
-  File = Head;
-  Put16(File, 2);                                  /* palette: run and index */
-  File += HexBytes("01 02 03 04 05 06 ");
-  Put16(File, 6);
-  File += HexBytes("01 ");
-  p = LoadBytes(File, 1);
+  p = LoadBytes(Head + HexBytes("02 00 01 02 03 04 05 06 06 00 01 "), 1);
   ASSERT_NE(p, nullptr);
   EXPECT_EQ(Pixels(p), "60504 60504 60504|60504 60504 60504");
   IMAGE_Free(p);

@@ -73,9 +73,7 @@ bool FileExists(const std::string& sPath) {
 
 std::string Golden(const std::string& sName, const std::string& Actual) {
   std::string sPath = std::string(ZELMAR_SOURCE_DIR) + "/tests/golden/" + sName;
-  if (getenv("ZELMAR_UPDATE_GOLDEN")) {
-    WriteFileBytes(sPath, Actual);
-  }
+  if (getenv("ZELMAR_UPDATE_GOLDEN")) WriteFileBytes(sPath, Actual);
   return ReadFileBytes(sPath);
 }
 
@@ -126,9 +124,7 @@ void Put32(std::string& s, unsigned v) {
 IMAGE* RandomImage(int XSize, int YSize, int NumColors, unsigned Seed, unsigned NumDistinct) {
   std::mt19937 Random(Seed);
   IMAGE* pImage = IMAGE_Create(XSize, YSize, NumColors);
-  for (int i = 0; i < NumColors; i++) {
-    IMAGE_SetColor(pImage, i, Random() & 0xFFFFFF);
-  }
+  for (int i = 0; i < NumColors; i++) IMAGE_SetColor(pImage, i, Random() & 0xFFFFFF);
   std::vector<unsigned> aValue;
   for (unsigned i = 0; i < (NumDistinct ? NumDistinct : 1); i++) aValue.push_back(Random() & 0xFFFFFF);
   for (int y = 0; y < YSize; y++) {
@@ -226,9 +222,7 @@ std::string FakeFrontEnd::Texts() const {
 
 IMAGE* MakeTestImage(int XSize, int YSize, int NumColors) {
   IMAGE* pImage = IMAGE_Create(XSize, YSize, NumColors);
-  for (int i = 0; i < NumColors; i++) {
-    IMAGE_SetColor(pImage, i, (unsigned)(i * 0x10101 * 7 + i * 13) & 0xFFFFFF);
-  }
+  for (int i = 0; i < NumColors; i++) IMAGE_SetColor(pImage, i, (unsigned)(i * 0x10101 * 7 + i * 13) & 0xFFFFFF);
   for (int y = 0; y < YSize; y++) {
     for (int x = 0; x < XSize; x++) {
       unsigned v = NumColors ? (unsigned)((x + 3 * y) % NumColors)
