@@ -1,23 +1,21 @@
 /* The build-step program against the desktop program run without a
  * display: the same files, log, standard output and exit code; each error
  * also on standard error behind the picture's name. */
-#include <dirent.h>
 #include <stdio.h>
 
+#include <filesystem>
 #include <map>
 
 #include "gtest/gtest.h"
 #include "testutil.h"
 
-/* Every file of a folder with its bytes. */
+/* Every file of a folder with its bytes, the captured output left out. */
 static std::map<std::string, std::string> _Files(const std::string& sDir) {
   std::map<std::string, std::string> m;
-  DIR* pDir = opendir(sDir.c_str());
-  while (struct dirent* p = pDir ? readdir(pDir) : nullptr) {
-    std::string s = p->d_name;
-    if (s != "." && s != "..") m[s] = ReadFileBytes(sDir + "/" + s);
+  for (const auto& e : std::filesystem::directory_iterator(sDir)) {
+    std::string s = e.path().filename().u8string();
+    if (s[0] != '.') m[s] = ReadFileBytes(sDir + "/" + s);
   }
-  if (pDir) closedir(pDir);
   return m;
 }
 
@@ -31,8 +29,8 @@ TEST(BuildStep, DoesWhatTheProgramDoesWithoutDisplay) {
   } aCase[] = {
     { {"pic.bmp", "-convertintogray16", "-rotate90cw", "-saveasout.c,1,4", "-saveasout.gif,3", "-exit"}, "" },
     { {"pic.bmp", "-saveasbad.c,4", "-saveasno.c,1", "-exit"}, "pic.bmp: TYPE has to be between 1 and 3!\n" },
-    { {"pic.bmp", "-saveasbad.c,1,3"}, "pic.bmp: Format 3 is not a valid format\n" },
     { {"pic.bmp", "-savetoout.dta,4", "-savetobad.c,1,14", "-exit"}, "pic.bmp: FORMAT has to be between 1 and 13!\n" },
+    { {"pic.bmp", "-saveasbad.c,1,3"}, "pic.bmp: Format 3 is not a valid format\n" },
     { {"nothere.bmp", "-fliph", "-exit"}, "nothere.bmp: File not found\n" },
     { {"-saveasx.c,1", "-exit"}, "zelmar-console: No file open!\n" },
     { {"pic.bmp", "-rotate90", "-saveasout.bmp,2", "-exit"}, "" },
@@ -42,18 +40,19 @@ TEST(BuildStep, DoesWhatTheProgramDoesWithoutDisplay) {
     TempDir Desk, Step;
     WriteFileBytes(Desk.File("pic.bmp"), Pic);
     WriteFileBytes(Step.File("pic.bmp"), Pic);
-    std::string OutDesk, ErrDesk, OutStep, ErrStep;
-    int CodeDesk = RunZelmar(Desk.Path, c.aArgs, &OutDesk, &ErrDesk);
+    int CodeDesk = WaitZelmar(StartZelmar(Desk.Path, c.aArgs, -1, Desk.File(".out"), Desk.File(".err")));
     ZelmarProgram = ZELMAR_CONSOLE_BINARY;
-    int CodeStep = RunZelmar(Step.Path, c.aArgs, &OutStep, &ErrStep);
+    int CodeStep = WaitZelmar(StartZelmar(Step.Path, c.aArgs, -1, Step.File(".out"), Step.File(".err")));
     ZelmarProgram = ZELMAR_BINARY;
     std::string sCase = c.aArgs.back() + " after " + c.aArgs.front();
     EXPECT_EQ(CodeStep, CodeDesk) << sCase;
     EXPECT_EQ(_Files(Step.Path), _Files(Desk.Path)) << sCase;
-    EXPECT_EQ(OutStep, OutDesk) << sCase;
+    EXPECT_EQ(ReadFileBytes(Step.File(".out")), ReadFileBytes(Desk.File(".out"))) << sCase;
     /* The echo comes first: with an exit queued there is no box, without
      * one the box's line is left out for the echoed text. */
-    EXPECT_EQ(ErrStep, c.sEcho + (c.sEcho.empty() || c.aArgs.back() == "-exit" ? ErrDesk : "")) << sCase;
+    std::string ErrDesk = ReadFileBytes(Desk.File(".err"));
+    EXPECT_EQ(ReadFileBytes(Step.File(".err")), c.sEcho + (c.sEcho.empty() || c.aArgs.back() == "-exit" ? ErrDesk : ""))
+        << sCase;
   }
 }
 

@@ -35,9 +35,7 @@ Decoded DecodeWithGiflib(const std::string& sPath) {
     d.XSize = pGif->SWidth;
     d.YSize = pGif->SHeight;
     d.TableSize = pMap->ColorCount;
-    for (int i = 0; i < Img.ImageDesc.Width * Img.ImageDesc.Height; i++) {
-      d.aColor.push_back(ToColor(pMap->Colors[Img.RasterBits[i]]));
-    }
+    for (int i = 0; i < Img.ImageDesc.Width * Img.ImageDesc.Height; i++) d.aColor.push_back(ToColor(pMap->Colors[Img.RasterBits[i]]));
     GraphicsControlBlock Gcb;
     if (DGifSavedExtensionToGCB(pGif, 0, &Gcb) == GIF_OK && Gcb.TransparentColor >= 0) {
       d.TransIndex = Gcb.TransparentColor;
@@ -88,6 +86,22 @@ std::string WriteWithGiflib(const TempDir& Dir, int XSize, int YSize, const std:
   return ReadFileBytes(sPath);
 }
 
+/* The number of codes between each two clear codes of a GIF code stream
+ * of 8-bit pixels, each code read at the width a decoder expects. */
+std::vector<int> ClearSpans(const std::string& Data) {
+  std::vector<int> aSpan;
+  int Size = 9, n = -1;
+  for (size_t Bit = 0; Bit + (size_t)Size <= Data.size() * 8;) {
+    int Code = 0;
+    for (int i = 0; i < Size; i++, Bit++) Code |= (Data[Bit / 8] >> (Bit % 8) & 1) << i;
+    if (Code == 257) break;
+    if (Code == 256 && n >= 0) aSpan.push_back(n);
+    n = Code == 256 ? 0 : n + 1;
+    Size = Code == 256 ? 9 : Size + (257 + n == (1 << Size) && Size < 12);   /* the table now holds 257 + n codes */
+  }
+  return aSpan;
+}
+
 }  // namespace
 
 TEST(GifWrite, GiflibReadsThePictureTheTableAndTheTransparentColour) {
@@ -111,8 +125,18 @@ TEST(GifWrite, GiflibReadsThePictureTheTableAndTheTransparentColour) {
       for (; Table < Used; Table *= 2) Bits++;
       EXPECT_EQ(d.TableSize, Table) << n;
       EXPECT_EQ((unsigned char)Bytes[10], 0x80 | Bits << 4 | Bits) << n;
-      EXPECT_EQ(Bytes.back(), ';');
-      EXPECT_EQ(Bytes[13 + 3 * (size_t)Table + (HasTrans ? 8 : 0) + 10], std::max(2, Bits + 1)) << n;   /* LZW code size */
+      size_t Pos = 13 + 3 * (size_t)Table + (HasTrans ? 8 : 0) + 10;
+      EXPECT_EQ(Bytes[Pos++], std::max(2, Bits + 1)) << n;   /* LZW code size */
+      /* Sub-blocks of 255 bytes but the last; at 8 bits a clear code
+       * each time the table passes 4096 codes. */
+      std::string Data;
+      for (; Pos < Bytes.size() && Bytes[Pos]; Pos += (U8)Bytes[Pos] + 1u) {
+        ASSERT_TRUE((U8)Bytes[Pos] == 255 || (U8)Bytes[Pos + (U8)Bytes[Pos] + 1] == 0) << n << ", sub-block at " << Pos;
+        Data += Bytes.substr(Pos + 1, (U8)Bytes[Pos]);
+      }
+      EXPECT_EQ(Bytes.substr(Pos), std::string("\0;", 2)) << n;
+      std::vector<int> aSpan = n == 256 ? ClearSpans(Data) : std::vector<int>(4, 4096 - 258 + 1);
+      EXPECT_EQ(aSpan, std::vector<int>(std::max<size_t>(aSpan.size(), 4), 4096 - 258 + 1));
       for (int i = 0; i < w * h; i++) {
         ASSERT_EQ(d.aColor[(size_t)i], IMAGE_GetPixelColor(pSrc, i % w, i / w)) << n << " colours, pixel " << i;
       }

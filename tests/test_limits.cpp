@@ -26,9 +26,7 @@ std::string MakeGIFBomb(U32 ScreenX, U32 ScreenY, U32 FrameX, U32 FrameY, uint64
   U32 Acc = 0;
   int NumAcc = 0, CodeSize = 3, MaxCode = 6, MaxCodeSize = 8;
   auto Emit = [&](int Code, bool AddsEntry) {
-    for (Acc |= (U32)Code << NumAcc, NumAcc += CodeSize; NumAcc >= 8; Acc >>= 8, NumAcc -= 8) {
-      Data += (char)Acc;
-    }
+    for (Acc |= (U32)Code << NumAcc, NumAcc += CodeSize; NumAcc >= 8; Acc >>= 8, NumAcc -= 8) Data += (char)Acc;
     if (AddsEntry && MaxCode < 4096 && ++MaxCode >= MaxCodeSize && MaxCodeSize < 4096) {
       MaxCodeSize *= 2;
       CodeSize++;
@@ -43,9 +41,7 @@ std::string MakeGIFBomb(U32 ScreenX, U32 ScreenY, U32 FrameX, U32 FrameY, uint64
     n += (uint64_t)(Code - 4);
     Code += (Code < 2904);
   }
-  if (NumAcc) {
-    Data += (char)Acc;
-  }
+  if (NumAcc) Data += (char)Acc;
   for (size_t i = 0; i < Data.size(); i += 255) {
     s += (char)std::min<size_t>(255, Data.size() - i);
     s.append(Data, i, 255);
@@ -71,27 +67,15 @@ TEST(Limits, PicturesAboveSixtyFourMiPixelsAreRefusedWithTheSizeMessage) {
 TEST(Limits, TinyFilesDeclaringHugePicturesAreRefusedAtOnce) {
   ReportCatcher Reports;
   /* 62 bytes of Windows Bitmap: 65,535 x 16,383 at 1 bit, two colours. */
-  std::string Bmp = "BM";
-  for (U32 v : {62u, 0u, 62u, 40u, 65535u, 16383u}) {
-    Put32(Bmp, v);
-  }
-  Put16(Bmp, 1);
-  Put16(Bmp, 1);
-  Bmp += std::string(24 + 8, '\0');
+  std::string Bmp = MakeBMPFile(65535, 16383, 1, 0, {0, 0xFFFFFF}, "");
   ASSERT_EQ(Bmp.size(), 62u);
   EXPECT_EQ(LoadBytes(Bmp, 0), nullptr);
   EXPECT_EQ(Reports.Errors, std::vector<std::string>{"Image size 65535 * 16383 not supported"});
 
   /* .sbmp of 65,535 x 16,383 with a palette and records enough for all. */
   Reports.Clear();
-  std::string Sbmp = "SB";
-  Put16(Sbmp, 65535);
-  Put16(Sbmp, 16383);
-  Put16(Sbmp, 2);
-  Sbmp += std::string("\0\0\0\xFF\xFF\xFF", 6);
-  for (int i = 0; i < 16383; i++) {
-    Sbmp += std::string("\xFF\xFF\x01", 3);
-  }
+  std::string Sbmp = HexBytes("53 42 ff ff ff 3f 02 00 00 00 00 ff ff ff ");
+  for (int i = 0; i < 16383; i++) Sbmp += HexBytes("ff ff 01 ");
   EXPECT_EQ(LoadBytes(Sbmp, 1), nullptr);
   EXPECT_EQ(Reports.Errors, std::vector<std::string>{"Image size 65535 * 16383 not supported"});
 }
@@ -100,14 +84,8 @@ TEST(Limits, GeometryWorksOnTheLargestPicture) {
   ReportCatcher Reports;
   /* Runs fill whole rows of the largest square; only the last pixel
    * differs. */
-  std::string Sbmp = "SB";
-  Put16(Sbmp, 8192);
-  Put16(Sbmp, 8192);
-  Put16(Sbmp, 2);
-  Sbmp += std::string("\0\0\0\xFF\xFF\xFF", 6);
-  for (int i = 0; i < 1024; i++) {
-    Sbmp += std::string("\xFF\xFF\x01", 3);
-  }
+  std::string Sbmp = HexBytes("53 42 00 20 00 20 02 00 00 00 00 ff ff ff ");
+  for (int i = 0; i < 1024; i++) Sbmp += HexBytes("ff ff 01 ");
   Sbmp += std::string("\xFF\x03\x01" "\x01\x00\x00", 6);   /* 1,023 more, then one of index 0 */
   IMAGE* p = SBMP_LoadFromMemory((const U8*)Sbmp.data(), (U32)Sbmp.size());
   ASSERT_NE(p, nullptr);

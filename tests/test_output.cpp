@@ -138,6 +138,28 @@ TEST(CSource, GoldenFilePerFamilyAndLimits) {
                                                    "Unsupported file type", "FORMAT does not fit to bitmap!"}));
 }
 
+/* Run-length pieces at their limits, as the comments of RLE8 show them:
+ * A B C C C D, C C C D, two equal before four: blocks of 6 and 2; runs of
+ * 254, 255, 508, 509 (chunks of at most 254); 300 pixels without any
+ * repetition; a last pixel. */
+TEST(CSource, RunLengthPiecesAtTheirLimits) {
+  std::vector<int> aRow = {1, 2, 3, 3, 3, 4, 5, 5, 5, 5, 3, 3, 3, 4, 6, 6, 6, 6, 7, 7, 8, 8, 8, 8};
+  for (int k : {9, 10, 11, 12}) aRow.insert(aRow.end(), (size_t)(k == 9 ? 254 : k == 10 ? 255 : k == 11 ? 508 : 509), k);
+  for (int k = 0; k < 300; k++) aRow.push_back(20 + k % 230);
+  aRow.insert(aRow.end(), {13, 13, 13, 13, 14});
+  IMAGE* p = RandomImage((int)aRow.size(), 1, 256, 4);
+  for (size_t x = 0; x < aRow.size(); x++) IMAGE_SetPixel(p, (int)x, 0, (U32)aRow[x]);
+  std::string s = SaveBytes(&p, 1, 7), sPieces;
+  IMAGE_Free(p);
+  for (size_t Pos = s.find("\r\n  /* "); Pos != std::string::npos; Pos = s.find("\r\n  /* ", Pos + 1)) sPieces += s.substr(Pos + 7, 8) + " ";
+  EXPECT_EQ(sPieces, "ABS: 006 RLE: 004 RLE: 003 RLE: 001 RLE: 004 ABS: 002 RLE: 004 RLE: 254 RLE: 255 RLE: 508 RLE: 509 "
+                     "ABS: 255 ABS: 045 RLE: 004 RLE: 001 ");
+  for (const char* sPart : {"*/ 254, 0x09, \r\n", "*/ 254, 0x0A, 1, 0x0A, \r\n", "*/ 254, 0x0B, 254, 0x0B, \r\n",
+                            "*/ 254, 0x0C, 254, 0x0C, 1, 0x0C, \r\n", "*/ 0, 45, 0x", "\r\n  0};  /* 346 for 1855 pixels */"}) {
+    EXPECT_NE(s.find(sPart), std::string::npos) << sPart;
+  }
+}
+
 TEST(Stream, PlainReaderGetsHeaderPaletteAndPackedRows) {
   for (int n : {2, 3, 4, 5, 16, 17, 256}) {
     for (int w = 1; w <= 9; w++) {

@@ -179,31 +179,3 @@ TEST(QuantizeOptions, EveryNameReachesItsOwnRowAndNewOnesStayOutOfHelp) {
   }
 }
 
-TEST(QuantizeOptions, NumberOfColorsAndDitherArguments) {
-  struct { std::vector<std::string> aOption; int Code; int NumColors; } a[] = {
-    {{"-convertintooptimalpalette"}, 0, 256},     {{"-convertintooptimalpalette16"}, 0, 16},
-    {{"-dither1", "-convertintooptimalpalette2"}, 0, 2}, {{"-dither", "-dither0", "-convertintooptimalpalette0004"}, 0, 4},
-    {{"-convertintooptimalpalette1"}, 1, 0},      {{"-convertintooptimalpalette257"}, 1, 0},
-    {{"-convertintooptimalpalettex"}, 1, 0},      {{"-convertintooptimalpalette16,"}, 1, 0},
-    {{"-convertintooptimalpalette99999999999"}, 1, 0}, {{"-dither2"}, 1, 0}, {{"-dither01"}, 1, 0},
-  };
-  for (auto& t : a) {
-    TempDir Dir;
-    IMAGE* pPic = RandomImage(40, 20, 0, 3, 2000);
-    WriteFileBytes(Dir.File("pic.bmp"), SaveBytes(&pPic, 2));
-    IMAGE_Free(pPic);
-    std::vector<std::string> aArgs{"pic.bmp"};
-    aArgs.insert(aArgs.end(), t.aOption.begin(), t.aOption.end());
-    aArgs.insert(aArgs.end(), {"-saveasout.bmp,2", "-exit"});
-    std::string Option = t.aOption.back();
-    EXPECT_EQ(RunZelmar(Dir.Path, aArgs), t.Code) << Option;
-    std::string Log = ReadFileBytes(Dir.File("Zelmar.log")), Bmp = ReadFileBytes(Dir.File("out.bmp"));
-    if (t.Code) {
-      EXPECT_NE(Log.find(Option.substr(Option.find_first_of("0123456789x,", 7))), std::string::npos) << Log;
-      EXPECT_TRUE(Bmp.empty()) << Option;
-    } else {
-      ASSERT_GE(Bmp.size(), 54u);
-      EXPECT_EQ((unsigned char)Bmp[46] | (unsigned char)Bmp[47] << 8, t.NumColors) << Option;
-    }
-  }
-}

@@ -20,8 +20,6 @@
 #include <sstream>
 
 #include "app/main.h"
-#include "commands/cmdline.h"
-#include "commands/workspace.h"
 #include "input/loader.h"
 #include "output/save.h"
 #include "platform/plat.h"
@@ -91,9 +89,7 @@ bool FileExists(const std::string& sPath) {
 
 std::string Golden(const std::string& sName, const std::string& Actual) {
   std::string sPath = std::string(ZELMAR_SOURCE_DIR) + "/tests/golden/" + sName;
-  if (getenv("ZELMAR_UPDATE_GOLDEN")) {
-    WriteFileBytes(sPath, Actual);
-  }
+  if (getenv("ZELMAR_UPDATE_GOLDEN")) WriteFileBytes(sPath, Actual);
   return ReadFileBytes(sPath);
 }
 
@@ -198,15 +194,6 @@ int WaitZelmar(pid_t pid) {
 }
 #endif
 
-int RunZelmar(const std::string& sDir, const std::vector<std::string>& aArgs,
-              std::string* pStdout, std::string* pStderr) {
-  TempDir Capture;
-  int Code = WaitZelmar(StartZelmar(sDir, aArgs, -1, Capture.File("stdout"), Capture.File("stderr")));
-  if (pStdout) *pStdout = ReadFileBytes(Capture.File("stdout"));
-  if (pStderr) *pStderr = ReadFileBytes(Capture.File("stderr"));
-  return Code;
-}
-
 void Put16(std::string& s, unsigned v) {
   s += (char)(v & 0xFF);
   s += (char)((v >> 8) & 0xFF);
@@ -220,9 +207,7 @@ void Put32(std::string& s, unsigned v) {
 IMAGE* RandomImage(int XSize, int YSize, int NumColors, unsigned Seed, unsigned NumDistinct) {
   std::mt19937 Random(Seed);
   IMAGE* pImage = IMAGE_Create(XSize, YSize, NumColors);
-  for (int i = 0; i < NumColors; i++) {
-    IMAGE_SetColor(pImage, i, Random() & 0xFFFFFF);
-  }
+  for (int i = 0; i < NumColors; i++) IMAGE_SetColor(pImage, i, Random() & 0xFFFFFF);
   std::vector<unsigned> aValue;
   for (unsigned i = 0; i < (NumDistinct ? NumDistinct : 1); i++) aValue.push_back(Random() & 0xFFFFFF);
   for (int y = 0; y < YSize; y++) {
@@ -297,17 +282,12 @@ static int _FakeBox(const char* sText, const char*, int, int, int DefaultId) {
   _pFake->Boxes.push_back(sText);
   return DefaultId;
 }
-static void _FakeSend(unsigned Id) { if (_pFake->IsWindowAlive) MAIN_OnWindowCommand(Id); }
-static int  _FakeAlive(void) { return _pFake->IsWindowAlive; }
-static void _FakeDestroy(void) { _pFake->IsWindowAlive = false; }
 
-static const PLAT_FRONTEND _FakeTable = {
-  _FakeBox, _FakeSend, _FakeAlive, _FakeDestroy, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
-  nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
-};
+static PLAT_FRONTEND _FakeTable;
 
 FakeFrontEnd::FakeFrontEnd() {
   _pFake = this;
+  _FakeTable.pfMessageBox = _FakeBox;
   PLAT_SetFrontEnd(&_FakeTable);
 }
 
@@ -323,33 +303,9 @@ std::string FakeFrontEnd::Texts() const {
   return s;
 }
 
-const std::string& InProcessDir() {
-  static TempDir _Dir;
-  return _Dir.Path;
-}
-
-int RunInProcess(FakeFrontEnd& Fe, std::vector<std::string> aArgs) {
-  char acOld[4096];
-  if (getcwd(acOld, sizeof(acOld)) == nullptr || chdir(InProcessDir().c_str()) != 0) return -1;
-  WORKSPACE_Reset();
-  Fe.IsWindowAlive = true;
-  MAIN_InitApp();
-  aArgs.insert(aArgs.begin(), "zelmar");
-  std::vector<char*> av;
-  for (std::string& s : aArgs) av.push_back(&s[0]);
-  MAIN_ParseCommandLine((int)av.size(), av.data());
-  while (Fe.IsWindowAlive && CMDLINE_IsPending()) {
-    CMDLINE_Exec();
-  }
-  if (chdir(acOld) != 0) return -1;
-  return CMDLINE_GetError();
-}
-
 IMAGE* MakeTestImage(int XSize, int YSize, int NumColors) {
   IMAGE* pImage = IMAGE_Create(XSize, YSize, NumColors);
-  for (int i = 0; i < NumColors; i++) {
-    IMAGE_SetColor(pImage, i, (unsigned)(i * 0x10101 * 7 + i * 13) & 0xFFFFFF);
-  }
+  for (int i = 0; i < NumColors; i++) IMAGE_SetColor(pImage, i, (unsigned)(i * 0x10101 * 7 + i * 13) & 0xFFFFFF);
   for (int y = 0; y < YSize; y++) {
     for (int x = 0; x < XSize; x++) {
       unsigned v = NumColors ? (unsigned)((x + 3 * y) % NumColors)
@@ -358,6 +314,23 @@ IMAGE* MakeTestImage(int XSize, int YSize, int NumColors) {
     }
   }
   return pImage;
+}
+
+std::string MakeBMPFile(int XSize, int YSize, int Bits, int Compression, const std::vector<U32>& aColor,
+                        const std::string& Pixels, int HeaderSize) {
+  std::string s;
+  for (int v : {HeaderSize, XSize, YSize, 1 | Bits << 16, Compression, (int)Pixels.size(), 0, 0, (int)aColor.size(), 0}) Put32(s, (unsigned)v);
+  s.resize((size_t)HeaderSize, '\0');
+  for (U32 c : aColor) Put32(s, (c & 0xFF) << 16 | (c & 0xFF00) | (c >> 16 & 0xFF));
+  std::string File = "BM";
+  for (size_t v : {14 + s.size() + Pixels.size(), (size_t)0, 14 + s.size()}) Put32(File, (unsigned)v);
+  return File + s + Pixels;
+}
+
+std::string HexBytes(const std::string& sHex) {
+  std::string s;
+  for (size_t i = 0; i + 1 < sHex.size(); i += 3) s += (char)std::stoi(sHex.substr(i, 2), nullptr, 16);
+  return s;
 }
 
 std::string MakeBMP(const IMAGE* pImage) {

@@ -54,9 +54,8 @@ extern const char* ZelmarProgram;
 pid_t StartZelmar(const std::string& sDir, const std::vector<std::string>& aArgs, long MaxFileSize = -1,
                   const std::string& sOut = "/dev/null", const std::string& sErr = "/dev/null");
 int   WaitZelmar(pid_t pid);   /* the exit code, or 128 + the signal */
-/* Runs build/zelmar in sDir (no shell, standard input /dev/null). */
-int RunZelmar(const std::string& sDir, const std::vector<std::string>& aArgs,
-              std::string* pStdout = nullptr, std::string* pStderr = nullptr);
+/* Runs build/zelmar in sDir and waits for it. */
+inline int RunZelmar(const std::string& sDir, const std::vector<std::string>& aArgs) { return WaitZelmar(StartZelmar(sDir, aArgs)); }
 
 void Put16(std::string& s, unsigned v);
 void Put32(std::string& s, unsigned v);
@@ -64,6 +63,12 @@ void Put32(std::string& s, unsigned v);
 /* A Windows Bitmap file of the image: the exported block behind a file
  * header. */
 std::string MakeBMP(const IMAGE* pImage);
+/* A Windows Bitmap file: a header of HeaderSize bytes (the fields beyond
+ * 40 zero), the colour table (0x00BBGGRR each), then Pixels as given. */
+std::string MakeBMPFile(int XSize, int YSize, int Bits, int Compression, const std::vector<U32>& aColor,
+                        const std::string& Pixels, int HeaderSize = 40);
+/* "0a ff ..." to bytes. */
+std::string HexBytes(const std::string& sHex);
 /* A fixed pattern: index (x + 3y) mod NumColors, or mixed channels. */
 IMAGE* MakeTestImage(int XSize, int YSize, int NumColors);
 /* Random pictures: a palette of random colours (none for 0) and random
@@ -83,20 +88,13 @@ int ColorDist(unsigned a, unsigned b);
 std::string SaveBytes(IMAGE** ppImage, int Type, int Format = 0, int NoPalette = 0,
                       const std::string& sName = "pic.c");
 
-/* A front end for tests: records the text of every box, answers
- * questions yes, sends commands to the main window's handler. */
+/* A front end for tests that records the text of every box and answers
+ * each with its default. */
 struct FakeFrontEnd {
   FakeFrontEnd();
   ~FakeFrontEnd();
   std::vector<std::string> Boxes;
-  bool IsWindowAlive = true;
   std::string Texts() const; /* every box text, one a line */
 };
-
-/* The program in this process, as the console runs it, with the
- * workspace reset first. It always runs in the same folder, InProcessDir(),
- * so that the log it keeps open stays there. Gives the exit code. */
-const std::string& InProcessDir();
-int RunInProcess(FakeFrontEnd& Fe, std::vector<std::string> aArgs);
 
 #endif
