@@ -165,6 +165,72 @@ static I32 _FindNearestColor(U32 Color, const PALETTE* pPalette) {
   return iBest;
 }
 
+/* The same answer as _FindNearestColor, found faster for many colours:
+ * the entries in order of red, the search going out from the colour's red
+ * in both directions and stopping on a side once the red difference alone
+ * is more than the best distance so far. A tie still goes to the lowest
+ * index, since an entry at the best distance is never passed over. */
+typedef struct {
+  int NumColors;
+  U8  aOrder[256];    /* entry numbers in order of red */
+  U32 aColor[256];    /* their colours, in that order */
+} _SEARCH;
+
+static void _InitSearch(_SEARCH* pSearch, const PALETTE* pPalette) {
+  int n = pPalette->NumColors;
+  for (int i = 0; i < n; i++) {
+    pSearch->aOrder[i] = (U8)i;
+  }
+  std::stable_sort(pSearch->aOrder, pSearch->aOrder + n, [pPalette](U8 a, U8 b) {
+    return (pPalette->pColors[a] & 0xFF) < (pPalette->pColors[b] & 0xFF);
+  });
+  for (int i = 0; i < n; i++) {
+    pSearch->aColor[i] = pPalette->pColors[pSearch->aOrder[i]];
+  }
+  pSearch->NumColors = n;
+}
+
+static I32 _FindNearestSorted(U32 Color, const _SEARCH* pSearch) {
+  int Red = (int)(Color & 0xFF);
+  int n   = pSearch->NumColors;
+  int Up  = (int)(std::lower_bound(pSearch->aColor, pSearch->aColor + n, Color & 0xFF,
+                                   [](U32 c, U32 r) { return (c & 0xFF) < r; }) - pSearch->aColor);
+  int Down = Up - 1;
+  I32 BestDist  = 0x7FFFFFFF;
+  I32 iBest     = 0;
+  while (Up < n || Down >= 0) {
+    if (Up < n) {
+      int dr = (int)(pSearch->aColor[Up] & 0xFF) - Red;
+      if (dr * dr > BestDist) {
+        Up = n;
+      } else {
+        I32 Dist = _GetColorDistance(Color, pSearch->aColor[Up]);
+        I32 i    = pSearch->aOrder[Up];
+        if (Dist < BestDist || (Dist == BestDist && i < iBest)) {
+          BestDist = Dist;
+          iBest    = i;
+        }
+        Up++;
+      }
+    }
+    if (Down >= 0) {
+      int dr = Red - (int)(pSearch->aColor[Down] & 0xFF);
+      if (dr * dr > BestDist) {
+        Down = -1;
+      } else {
+        I32 Dist = _GetColorDistance(Color, pSearch->aColor[Down]);
+        I32 i    = pSearch->aOrder[Down];
+        if (Dist < BestDist || (Dist == BestDist && i < iBest)) {
+          BestDist = Dist;
+          iBest    = i;
+        }
+        Down--;
+      }
+    }
+  }
+  return iBest;
+}
+
 /*********************************************************************
 *  Conversion
 *
@@ -211,6 +277,8 @@ static void _ConvertColors(const IMAGE* pSrc, IMAGE* pDest, const PALETTE* pPale
   int HasMap    = _MAP_Init(&Map, _MAP_MIN_BITS);
   U32 PrevColor = _EMPTY_KEY;
   U32 Index     = 0;
+  _SEARCH Search;
+  _InitSearch(&Search, pPalette);
   for (I32 y = 0; y < pSrc->YSize; y++) {
     _ShowLine(y, pSrc->YSize);
     const U8* p        = IMAGE_GetRow(pSrc, y);
@@ -222,7 +290,7 @@ static void _ConvertColors(const IMAGE* pSrc, IMAGE* pDest, const PALETTE* pPale
         if (pIndex) {
           Index = *pIndex;
         } else {
-          Index = (U32)_FindNearestColor(Color, pPalette);
+          Index = (U32)_FindNearestSorted(Color, &Search);
           if (HasMap) {
             _MAP_Add(&Map, Color, Index);
           }

@@ -153,8 +153,17 @@ static void _FindCut(const _COLOR* aColor, _BOX* pBox) {
   double W    = (double)pBox->W;
   double Base = _Moment(W, S);
   for (int Axis = 0; Axis < 3; Axis++) {
-    memset(aW, 0, sizeof(aW));
-    memset(aS, 0, sizeof(aS));
+    /* Only the values that occur in the box are cleared and walked: below
+     * the smallest nothing is on the left, from the largest on nothing is
+     * on the right, so no cut there can gain. */
+    int Min = 255, Max = 0;
+    for (I32 i = pBox->Begin; i < pBox->End; i++) {
+      int v = aColor[i].c[Axis];
+      Min = v < Min ? v : Min;
+      Max = v > Max ? v : Max;
+    }
+    memset(&aW[Min], 0, sizeof(aW[0]) * (size_t)(Max - Min + 1));
+    memset(&aS[Min], 0, sizeof(aS[0]) * (size_t)(Max - Min + 1));
     for (I32 i = pBox->Begin; i < pBox->End; i++) {
       const _COLOR* p = &aColor[i];
       U8 v = p->c[Axis];
@@ -164,7 +173,7 @@ static void _FindCut(const _COLOR* aColor, _BOX* pBox) {
       }
     }
     double Lw = 0, Ls[3] = { 0, 0, 0 };
-    for (int t = 0; t < 255; t++) {
+    for (int t = Min; t < Max; t++) {
       Lw += aW[t];
       for (int k = 0; k < 3; k++) {
         Ls[k] += aS[t][k];
