@@ -122,11 +122,12 @@ build_wx() {
   echo "== wxWidgets for MSW (the longest part)"
   local src
   src=$(fetch_source wxwidgets3.2)
-  rm -rf "$wx.build"
+  # An interrupted build goes on where it stopped.
+  [ -f "$wx.build/config.status" ] || rm -rf "$wx.build"
   mkdir -p "$wx.build"
   # Debian's tarball has no bundled png, jpeg, tiff or expat: the toolkit
   # goes without them, and without what the program does not use.
-  (cd "$wx.build" && "$src/configure" --host=$host --build=x86_64-linux-gnu \
+  [ -f "$wx.build/config.status" ] || (cd "$wx.build" && "$src/configure" --host=$host --build=x86_64-linux-gnu \
      CC=$host-gcc-posix CXX=$host-g++-posix --prefix="$wx" \
      --with-msw --disable-shared --enable-unicode --with-zlib=sys \
      --without-libpng --without-libjpeg --without-libtiff --without-expat \
