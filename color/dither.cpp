@@ -20,8 +20,10 @@
  *    on all of it: noise next to them is not seen, and their smoothed-out
  *    colour stays right.
  * The finer the target, the smaller the error and the less of it is
- * worth spreading: the smooth-area strength is 14 for targets of up to 16
- * colours, 12 at 64 and 8 at 256 and for the high colour levels.
+ * worth spreading: the smooth-area strength is 14 for a palette chosen
+ * for the picture of up to 16 colours, 12 at 64 and 8 at 256. Fixed and
+ * custom palettes, not chosen for the picture, and the high colour levels
+ * (coarse in each channel) are treated as 16 colours.
  *
  * The error that reaches a pixel is bounded to 32 levels per channel, so
  * that a colour the target cannot show does not drag a smear of wrong
@@ -278,7 +280,7 @@ static int _CheckPalette(const IMAGE* pBitmapOrg, const PALETTE* pPalette) {
   return 1;
 }
 
-IMAGE* CONVERT_DitherIntoPalette(IMAGE* pBitmapOrg, const PALETTE* pPalette, int KeepEntry0) {
+IMAGE* CONVERT_DitherIntoPalette(IMAGE* pBitmapOrg, const PALETTE* pPalette, int KeepEntry0, int IsFitted) {
   static _NEAREST Nearest;
   if (!_CheckPalette(pBitmapOrg, pPalette)) {
     return NULL;
@@ -290,7 +292,7 @@ IMAGE* CONVERT_DitherIntoPalette(IMAGE* pBitmapOrg, const PALETTE* pPalette, int
     return NULL;
   }
   _PICTURE Pic;
-  int IsDone = _ReadPicture(pBitmapOrg, KeepEntry0, Nearest.NumEntries, &Pic) && _Diffuse(&Pic, pImage, _SnapToPalette, &Nearest);
+  int IsDone = _ReadPicture(pBitmapOrg, KeepEntry0, IsFitted ? Nearest.NumEntries : 16, &Pic) && _Diffuse(&Pic, pImage, _SnapToPalette, &Nearest);
   _FreePicture(&Pic);
   if (!IsDone) {
     IMAGE_ShowError("Not enough memory for dithering");
