@@ -1,6 +1,8 @@
 #!/bin/bash
 # Draws a smooth gradient, converts it to the 332 palette without and with
-# dithering, and stores both results as PNG in docs/ for README.md.
+# dithering, and stores both results as PNG in docs/ for README.md; the
+# same for a photo (a crop of OpenCV's fruits, package opencv-doc) on an
+# optimal palette of 16 colours.
 #
 #   bash bench/dither_pictures.sh [build-dir]        (default: build)
 set -eu
@@ -27,4 +29,10 @@ cd "$WORK"
 "$ZELMAR" gradient.bmp -dither1 -convertinto332 -saveason.bmp,2 -exit
 convert off.bmp "$DOCS/dither_332_off.png"
 convert on.bmp "$DOCS/dither_332_on.png"
+convert /usr/share/doc/opencv-doc/examples/data/fruits.jpg -crop 240x180+150+150 +repage PNG24:photo.png
+"$ZELMAR" photo.png -convertintooptimalpalette16 -saveasphoto_off.bmp,2 -exit
+"$ZELMAR" photo.png -dither1 -convertintooptimalpalette16 -saveasphoto_on.bmp,2 -exit
+convert photo.png "$DOCS/dither_photo.png"
+convert photo_off.bmp "$DOCS/dither_photo16_off.png"
+convert photo_on.bmp "$DOCS/dither_photo16_on.png"
 ls -l "$DOCS"

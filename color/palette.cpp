@@ -338,7 +338,7 @@ static IMAGE* _IntoPalette(IMAGE* pBitmapOrg, const PALETTE* pPalette) {
  * exactly and serves the GIF reader and writer. */
 IMAGE* CONVERT_IntoPalette(IMAGE* pBitmapOrg, const PALETTE* pPalette) {
   if (CONVERT_GetDither()) {
-    return CONVERT_DitherIntoPalette(pBitmapOrg, pPalette, 0);
+    return CONVERT_DitherIntoPalette(pBitmapOrg, pPalette, 0, 0);
   }
   return _IntoPalette(pBitmapOrg, pPalette);
 }

@@ -468,7 +468,7 @@ IMAGE* CONVERT_IntoOptimalPalette(IMAGE* pBitmapOrg, int NumColors) {
     }
     PALETTE Palette = { NumEntries + Offset, aPalette };
     if (CONVERT_GetDither()) {
-      pImage = CONVERT_DitherIntoPalette(pBitmapOrg, &Palette, KeepEntry0);
+      pImage = CONVERT_DitherIntoPalette(pBitmapOrg, &Palette, KeepEntry0, 1);
       pBitmapOrg = NULL;   /* consumed, or kept on failure by the callee */
     } else {
       pImage = IMAGE_Create(pBitmapOrg->XSize, pBitmapOrg->YSize, Palette.NumColors);

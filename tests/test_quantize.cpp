@@ -147,10 +147,13 @@ TEST_F(Quantize, DitherOffLeavesEveryConversionAsItWas) {
   for (IMAGE* pSrc : aSrc) IMAGE_Free(pSrc);
 }
 
-TEST_F(Quantize, DitherOnReducesBandingOnAGradient) {
+TEST_F(Quantize, DitherHidesBandingDeterministicallyWithinThePalette) {
   IMAGE* pRamp = Ramp(256, 32);
+  PALETTE* pCustom = CONVERT_GetCustomPalette();
+  pCustom->NumColors = 6;   /* six colours along the ramp */
+  for (int i = 0; i < 6; i++) pCustom->pColors[i] = (U32)(i * 51) * 0x000101u + (U32)(i * 51 / 2 + 64) * 0x010000u;
   std::vector<std::function<IMAGE*(IMAGE*)>> aConvert = {
-    CONVERT_Into332, [](IMAGE* p) { return CONVERT_IntoHighColor(p, 565); },
+    CONVERT_Into332, CONVERT_IntoCustomPalette, [](IMAGE* p) { return CONVERT_IntoHighColor(p, 565); },
     [](IMAGE* p) { return CONVERT_IntoOptimalPalette(p, 8); },
   };
   for (auto& pf : aConvert) {
@@ -158,11 +161,58 @@ TEST_F(Quantize, DitherOnReducesBandingOnAGradient) {
     IMAGE* pPlain = pf(IMAGE_Copy(pRamp));
     CONVERT_SetDither(1);
     IMAGE* pDither = pf(IMAGE_Copy(pRamp));
-    EXPECT_NE(Bytes(pPlain), Bytes(pDither));
-    EXPECT_LT(BlockError(pRamp, pDither) * 4, BlockError(pRamp, pPlain));
+    EXPECT_EQ(Converted(pf, pRamp), Bytes(pDither));
+    EXPECT_LT(BlockError(pRamp, pDither) * 4, BlockError(pRamp, pPlain)) << &pf - &aConvert[0];
+    for (int i = 0; i < 256 * 32 && pDither->NumColors; i++) ASSERT_LT(IMAGE_GetPixel(pDither, i % 256, i / 256), (U32)pDither->NumColors);
     IMAGE_Free(pPlain); IMAGE_Free(pDither);
   }
   IMAGE_Free(pRamp);
+}
+
+namespace {
+
+/* Pixels that differ from the plain conversion. */
+int NumChanged(const std::function<IMAGE*(IMAGE*)>& pf, const IMAGE* pSrc) {
+  CONVERT_SetDither(0);
+  IMAGE* pPlain = pf(IMAGE_Copy(pSrc));
+  CONVERT_SetDither(1);
+  IMAGE* pDither = pf(IMAGE_Copy(pSrc));
+  int n = 0;
+  for (int i = 0; i < pSrc->XSize * pSrc->YSize; i++) n += IMAGE_GetPixel(pPlain, i % pSrc->XSize, i / pSrc->XSize) != IMAGE_GetPixel(pDither, i % pSrc->XSize, i / pSrc->XSize);
+  IMAGE_Free(pPlain); IMAGE_Free(pDither);
+  return n;
+}
+
+}  // namespace
+
+TEST_F(Quantize, DitherSparesTextureAndLetsUnusableErrorDie) {
+  /* Grey noise of middling contrast hides banding by itself: few of its
+   * pixels change, where a soft ramp of the same greys changes many. */
+  IMAGE* pNoise = IMAGE_Create(64, 64, 0);
+  IMAGE* pSoft  = IMAGE_Create(64, 64, 0);
+  U32 State = 1;
+  for (int i = 0; i < 64 * 64; i++) {
+    State = State * 1103515245u + 12345u;
+    U32 v = 53 + (State >> 16) % 64, w = 53 + (U32)(i % 64);
+    IMAGE_SetPixel(pNoise, i % 64, i / 64, v * 0x010101u);
+    IMAGE_SetPixel(pSoft, i % 64, i / 64, w * 0x010101u);
+  }
+  EXPECT_LT(NumChanged(CONVERT_IntoGray4, pNoise) * 16, NumChanged(CONVERT_IntoGray4, pSoft));
+  /* Blue beside grey: the blue that the palette cannot show drags no
+   * smear of greyish blue into the grey. */
+  PALETTE* pCustom = CONVERT_GetCustomPalette();
+  pCustom->NumColors = 4;   /* black, grey, white, greyish blue */
+  pCustom->pColors[0] = 0; pCustom->pColors[1] = 0x808080; pCustom->pColors[2] = 0xFFFFFF; pCustom->pColors[3] = 0xC83838;
+  IMAGE* pHalf = IMAGE_Create(64, 16, 0);
+  for (int i = 0; i < 64 * 16; i++) IMAGE_SetPixel(pHalf, i % 64, i / 64, i % 64 < 32 ? 0xFF0000 : 0x808080);
+  CONVERT_SetDither(1);
+  IMAGE* p = CONVERT_IntoCustomPalette(pHalf);
+  for (int i = 0; i < 64 * 16; i++) {
+    if (i % 64 >= 32) {
+      ASSERT_EQ(IMAGE_GetPixel(p, i % 64, i / 64), 1u) << i % 64;
+    }
+  }
+  IMAGE_Free(p); IMAGE_Free(pNoise); IMAGE_Free(pSoft);
 }
 
 TEST(QuantizeOptions, EveryNameReachesItsOwnRowAndNewOnesStayOutOfHelp) {
