@@ -770,17 +770,26 @@ def run_auto(args):
     asan = None if args.no_sanitize else Slot(args.workdir, 0, 2, sanitize=True)
     print('preparing %d scratch tree(s)%s in %s ...' % (
         jobs, '' if asan is None else ' and a sanitizer build', args.workdir), flush=True)
-    for slot in slots + ([asan] if asan else []):
-        slot.prepare(source)
+    slots[0].prepare(source)
     runs = Runs(args.workdir, args.timeout)
     runs.ready('tests', slots[0])
+
+    # The other trees are built while the first one runs faults.
     import queue
-    free, asan_pool = queue.Queue(), None
-    for slot in slots:
-        free.put(slot)
-    if asan:
-        asan_pool = queue.Queue()
-        asan_pool.put(asan)
+    free, asan_pool = queue.Queue(), None if asan is None else queue.Queue()
+    free.put(slots[0])
+
+    def prepare(slot, pool):
+        try:
+            slot.prepare(source)
+        except BaseException as e:
+            print('%s: %s' % (slot.tree, e), flush=True)
+            os._exit(2)
+        print('ready: %s' % slot.tree, flush=True)
+        pool.put(slot)
+
+    for slot, pool in [(s, free) for s in slots[1:]] + ([(asan, asan_pool)] if asan else []):
+        threading.Thread(target=prepare, args=(slot, pool), daemon=True).start()
     lock = threading.Lock()
     results = {}
     deadline = time.time() + 60 * args.minutes if args.minutes else None
