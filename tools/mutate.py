@@ -696,7 +696,7 @@ def auto_report(sites, sample, results):
     head = ('folder', 'sites', 'sample', 'run', 'caught', 'missed', 'no build', 'caught %')
     print('%-10s %6s %6s %5s %6s %6s %8s %8s' % head)
     total = {k: 0 for k in head[1:-1]}
-    estimate = 0.0
+    estimate, weight = 0.0, 0
     for f in folders + ['all']:
         if f == 'all':
             row = total
@@ -711,6 +711,7 @@ def auto_report(sites, sample, results):
                 total[k] += row[k]
             if row['caught'] + row['missed']:
                 estimate += row['sites'] * row['caught'] / (row['caught'] + row['missed'])
+                weight += row['sites']
         compiled = row['caught'] + row['missed']
         print('%-10s %6d %6d %5d %6d %6d %8d %8s' % (
             f, row['sites'], row['sample'], row['run'], row['caught'], row['missed'],
@@ -721,9 +722,9 @@ def auto_report(sites, sample, results):
             stage = detail.split(':')[0]
             by_stage[stage] = by_stage.get(stage, 0) + 1
     print('caught by: ' + ', '.join('%s %d' % kv for kv in sorted(by_stage.items())))
-    if total['sites']:
-        print('caught share over all sites (folders weighted by their sites): %.1f%%'
-              % (100.0 * estimate / total['sites']))
+    if weight:
+        print('caught share over the sites of the folders run (weighted by their sites): %.1f%%'
+              % (100.0 * estimate / weight))
     missed = [(i, s) for i, s in enumerate(sample) if results.get(i, ('',))[0] == 'MISSED']
     if missed:
         print('\nmissed:')
@@ -761,6 +762,18 @@ def run_auto(args):
     if args.dry_run:
         for i, s in enumerate(sample):
             print('#%-3d %-28s %-8s %s' % (i + 1, s.where(), s.kind, s.change))
+        return 0
+    if args.report:
+        # The output of a run with the same sample, perhaps stopped early.
+        results = {}
+        with open(args.report, encoding='utf-8', errors='replace') as f:
+            for m in re.finditer(r'^\[ *(\d+)/\d+\] (caught|MISSED|NO BUILD) +(\S+).*\n(?: {10}(.*))?',
+                                 f.read(), re.M):
+                i = int(m.group(1)) - 1
+                if i >= len(sample) or sample[i].where() != m.group(3):
+                    sys.exit('%s: fault %d is not this sample\'s' % (args.report, i + 1))
+                results[i] = (m.group(2), m.group(4) or '')
+        auto_report(sites, sample, results)
         return 0
 
     args.workdir = os.path.abspath(args.workdir)
@@ -814,18 +827,19 @@ def run_auto(args):
                 print('          ' + detail, flush=True)
 
     todo = range(max(0, args.start - 1), len(sample))
+    pool = concurrent.futures.ThreadPoolExecutor(max_workers=jobs)
     try:
-        if jobs == 1:
-            for i in todo:
-                work(i)
-        else:
-            with concurrent.futures.ThreadPoolExecutor(max_workers=jobs) as pool:
-                futures = [pool.submit(work, i) for i in todo]
-                for fut in futures:
-                    fut.result()
+        for fut in [pool.submit(work, i) for i in todo]:
+            fut.result()
     except KeyboardInterrupt:
+        # Faults under way are dropped (their trees are synced again on
+        # the next run); those that finished are reported.
         stop.set()
-        print('\ninterrupted: the faults that finished are reported', flush=True)
+        print('\ninterrupted', flush=True)
+        with lock:
+            auto_report(sites, sample, dict(results))
+        os._exit(1)
+    pool.shutdown()
     auto_report(sites, sample, results)
     return 0
 
@@ -873,6 +887,8 @@ def main():
                     help='with --auto: no sanitizer build for the faults the other tests miss')
     ap.add_argument('--start', type=int, default=1, help='with --auto: start at this fault of the sample')
     ap.add_argument('--minutes', type=float, help='with --auto: start no fault after this many minutes')
+    ap.add_argument('--report', metavar='LOG',
+                    help='with --auto: only the table, from the output of a run of the same sample')
     args = ap.parse_args()
     if args.auto:
         return run_auto(args)
