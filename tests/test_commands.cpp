@@ -3,7 +3,10 @@
  * check what a build script sees: files, Zelmar.log, output, exit code. */
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <stdlib.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "color/palette.h"
 #include "geometry/geometry.h"
@@ -178,4 +181,31 @@ TEST(Program, WhatABuildScriptSees) {
   EXPECT_EQ(ReadFileBytes(Dir.File("Zelmar.log")), "\r\nFile not found\r\n");
   EXPECT_EQ(Out, Golden("help.txt", Out));
   EXPECT_EQ(Err, "");
+}
+
+TEST(Program, QuestionTakesTheTypedAnswerOrWithoutATerminalTheDefault) {
+  PutImage("tc.bmp", RandomImage(30, 30, 0, 3, 300));
+  const std::string Ask = "Warning: This bitmap contains more than 256 colors.\nConverting it will degrade image quality.\n"
+                          "Do you want to convert it anyhow ?";
+  /* Lines typed on a terminal, then end of input (Ctrl-D) should it ask again. */
+  const struct { const char* sTyped; int NumAsked; bool IsConverted; } aCase[] = {
+    { "n\n", 1, false }, { "N\n", 1, false }, { "y\n", 1, true }, { "Y\n", 1, true },
+    { "\n", 1, true }, { "x\nn\n", 2, false }, { "", 1, true }, { nullptr, 0, true } };
+  for (auto& c : aCase) {
+    int fdMaster = posix_openpt(O_RDWR | O_NOCTTY), fdSlave = -1;
+    std::string sIn = "/dev/null", Typed = std::string(c.sTyped ? c.sTyped : "") + "\x04", Expected;
+    if (c.sTyped) {   /* the terminal, opened here too so that it keeps the typed text until read */
+      ASSERT_EQ(grantpt(fdMaster) | unlockpt(fdMaster), 0);
+      fdSlave = open((sIn = ptsname(fdMaster)).c_str(), O_RDWR | O_NOCTTY);
+      ASSERT_EQ(write(fdMaster, Typed.data(), Typed.size()), (ssize_t)Typed.size());
+    }
+    EXPECT_EQ(WaitZelmar(StartZelmar(InProcessDir(), {"tc.bmp", "-convertintobestpalette", "-saveasout.c,1"}, -1,
+                                     "/dev/null", InDir("err"), sIn)), 0);
+    for (int i = 0; i < c.NumAsked; i++) Expected += Ask + " [Y/n] ";
+    EXPECT_EQ(ReadFileBytes(InDir("err")), c.sTyped ? Expected : Ask + "\n(no terminal to ask: answered Yes)\n");
+    EXPECT_EQ(ReadFileBytes(InDir("out.c")).find("* NumColors:   256\r\n") != std::string::npos, c.IsConverted)
+        << (c.sTyped ? c.sTyped : "no terminal");
+    close(fdSlave);
+    close(fdMaster);
+  }
 }

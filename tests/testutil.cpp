@@ -82,7 +82,7 @@ std::string Golden(const std::string& sName, const std::string& Actual) {
 }
 
 pid_t StartZelmar(const std::string& sDir, const std::vector<std::string>& aArgs, long MaxFileSize,
-                  const std::string& sOut, const std::string& sErr) {
+                  const std::string& sOut, const std::string& sErr, const std::string& sIn) {
   pid_t pid = fork();
   if (pid == 0) {
     if (chdir(sDir.c_str()) != 0) _exit(127);
@@ -91,7 +91,7 @@ pid_t StartZelmar(const std::string& sDir, const std::vector<std::string>& aArgs
       setrlimit(RLIMIT_FSIZE, &Limit);
       signal(SIGXFSZ, SIG_IGN);
     }
-    int fdIn  = open("/dev/null", O_RDONLY);
+    int fdIn  = open(sIn.c_str(), O_RDONLY);
     int fdOut = open(sOut.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
     int fdErr = open(sErr.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
     dup2(fdIn, 0);
