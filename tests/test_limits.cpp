@@ -16,11 +16,9 @@ namespace {
  * code, so a reader that wants more pixels than that fails. */
 std::string MakeGIFBomb(U32 ScreenX, U32 ScreenY, U32 FrameX, U32 FrameY, uint64_t NumPixels) {
   std::string s = "GIF89a";
-  Put16(s, ScreenX);
-  Put16(s, ScreenY);
+  for (U32 v : {ScreenX, ScreenY}) Put16(s, v);
   s += std::string("\x81\0\0" "\0\0\0\xFF\xFF\xFF\0\0\0\0\0\0" ",\0\0\0\0", 20);
-  Put16(s, FrameX);
-  Put16(s, FrameY);
+  for (U32 v : {FrameX, FrameY}) Put16(s, v);
   s += std::string("\0\2", 2);
   std::string Data;
   U32 Acc = 0;
@@ -43,9 +41,7 @@ std::string MakeGIFBomb(U32 ScreenX, U32 ScreenY, U32 FrameX, U32 FrameY, uint64
     n += (uint64_t)(Code - 4);
     Code += (Code < 2904);
   }
-  if (NumAcc) {
-    Data += (char)Acc;
-  }
+  if (NumAcc) Data += (char)Acc;
   for (size_t i = 0; i < Data.size(); i += 255) {
     s += (char)std::min<size_t>(255, Data.size() - i);
     s.append(Data, i, 255);
@@ -72,11 +68,8 @@ TEST(Limits, TinyFilesDeclaringHugePicturesAreRefusedAtOnce) {
   ReportCatcher Reports;
   /* 62 bytes of Windows Bitmap: 65,535 x 16,383 at 1 bit, two colours. */
   std::string Bmp = "BM";
-  for (U32 v : {62u, 0u, 62u, 40u, 65535u, 16383u}) {
-    Put32(Bmp, v);
-  }
-  Put16(Bmp, 1);
-  Put16(Bmp, 1);
+  for (U32 v : {62u, 0u, 62u, 40u, 65535u, 16383u}) Put32(Bmp, v);
+  Put32(Bmp, 1 | 1 << 16);   /* one plane, one bit */
   Bmp += std::string(24 + 8, '\0');
   ASSERT_EQ(Bmp.size(), 62u);
   EXPECT_EQ(LoadBytes(Bmp, 0), nullptr);
@@ -85,13 +78,9 @@ TEST(Limits, TinyFilesDeclaringHugePicturesAreRefusedAtOnce) {
   /* .sbmp of 65,535 x 16,383 with a palette and records enough for all. */
   Reports.Clear();
   std::string Sbmp = "SB";
-  Put16(Sbmp, 65535);
-  Put16(Sbmp, 16383);
-  Put16(Sbmp, 2);
+  for (unsigned v : {65535u, 16383u, 2u}) Put16(Sbmp, v);
   Sbmp += std::string("\0\0\0\xFF\xFF\xFF", 6);
-  for (int i = 0; i < 16383; i++) {
-    Sbmp += std::string("\xFF\xFF\x01", 3);
-  }
+  for (int i = 0; i < 16383; i++) Sbmp += std::string("\xFF\xFF\x01", 3);
   EXPECT_EQ(LoadBytes(Sbmp, 1), nullptr);
   EXPECT_EQ(Reports.Errors, std::vector<std::string>{"Image size 65535 * 16383 not supported"});
 }
@@ -101,13 +90,9 @@ TEST(Limits, GeometryWorksOnTheLargestPicture) {
   /* Runs fill whole rows of the largest square; only the last pixel
    * differs. */
   std::string Sbmp = "SB";
-  Put16(Sbmp, 8192);
-  Put16(Sbmp, 8192);
-  Put16(Sbmp, 2);
+  for (unsigned v : {8192u, 8192u, 2u}) Put16(Sbmp, v);
   Sbmp += std::string("\0\0\0\xFF\xFF\xFF", 6);
-  for (int i = 0; i < 1024; i++) {
-    Sbmp += std::string("\xFF\xFF\x01", 3);
-  }
+  for (int i = 0; i < 1024; i++) Sbmp += std::string("\xFF\xFF\x01", 3);
   Sbmp += std::string("\xFF\x03\x01" "\x01\x00\x00", 6);   /* 1,023 more, then one of index 0 */
   IMAGE* p = SBMP_LoadFromMemory((const U8*)Sbmp.data(), (U32)Sbmp.size());
   ASSERT_NE(p, nullptr);

@@ -75,9 +75,7 @@ bool FileExists(const std::string& sPath) {
 
 std::string Golden(const std::string& sName, const std::string& Actual) {
   std::string sPath = std::string(ZELMAR_SOURCE_DIR) + "/tests/golden/" + sName;
-  if (getenv("ZELMAR_UPDATE_GOLDEN")) {
-    WriteFileBytes(sPath, Actual);
-  }
+  if (getenv("ZELMAR_UPDATE_GOLDEN")) WriteFileBytes(sPath, Actual);
   return ReadFileBytes(sPath);
 }
 
@@ -137,9 +135,7 @@ void Put32(std::string& s, unsigned v) {
 IMAGE* RandomImage(int XSize, int YSize, int NumColors, unsigned Seed, unsigned NumDistinct) {
   std::mt19937 Random(Seed);
   IMAGE* pImage = IMAGE_Create(XSize, YSize, NumColors);
-  for (int i = 0; i < NumColors; i++) {
-    IMAGE_SetColor(pImage, i, Random() & 0xFFFFFF);
-  }
+  for (int i = 0; i < NumColors; i++) IMAGE_SetColor(pImage, i, Random() & 0xFFFFFF);
   std::vector<unsigned> aValue;
   for (unsigned i = 0; i < (NumDistinct ? NumDistinct : 1); i++) aValue.push_back(Random() & 0xFFFFFF);
   for (int y = 0; y < YSize; y++) {
