@@ -177,6 +177,8 @@ TEST(Program, WhatABuildScriptSees) {
   EXPECT_NE(ReadFileBytes(Dir.File("out.c")).find("*        Omrak-Zelmar V3.96.\r\n"), std::string::npos);
   EXPECT_FALSE(FileExists(Dir.File("no.c")));
   remove(Dir.File("Zelmar.log").c_str());
+  /* With standard input closed, files opened get descriptor 0. */
+  EXPECT_EQ(WaitZelmar(StartZelmar(Dir.Path, {"pic.bmp", "-saveasout.c,1"}, -1, "/dev/null", "/dev/null", "")), 0);
   EXPECT_EQ(RunZelmar(Dir.Path, {"nothere.bmp", "-fliph", "-exit"}, &Out, &Err), 1);
   EXPECT_EQ(ReadFileBytes(Dir.File("Zelmar.log")), "\r\nFile not found\r\n");
   EXPECT_EQ(Out, Golden("help.txt", Out));

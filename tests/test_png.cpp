@@ -137,9 +137,7 @@ TEST(PngInput, PillowFilesOfEveryKindLoadWithTheirPixels) {
   const char* const asStatus[] = { "", "Transparent pixels mapped to palette entry 0",
                                    "Transparent pixels mapped to palette entry 0, opaque colours reduced to 255" };
   std::string sFiles;
-  for (const auto& c : aCase) {
-    sFiles += " '" + Dir.File(c.sFile) + "'";
-  }
+  for (const auto& c : aCase) sFiles += " '" + Dir.File(c.sFile) + "'";
   ASSERT_TRUE(DumpWithPillow(Dir.Path, sFiles));
   WORKSPACE_Reset();
   LastFileType = 2;

@@ -89,12 +89,13 @@ pid_t StartZelmar(const std::string& sDir, const std::vector<std::string>& aArgs
       setrlimit(RLIMIT_FSIZE, &Limit);
       signal(SIGXFSZ, SIG_IGN);
     }
-    int fdIn  = open(sIn.c_str(), O_RDONLY);
+    int fdIn  = open(sIn.empty() ? "/dev/null" : sIn.c_str(), O_RDONLY);
     int fdOut = open(sOut.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
     int fdErr = open(sErr.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
     dup2(fdIn, 0);
     dup2(fdOut, 1);
     dup2(fdErr, 2);
+    if (sIn.empty()) close(0);   /* no standard input at all */
     std::vector<char*> av;
     av.push_back((char*)ZELMAR_BINARY);
     for (const std::string& s : aArgs) av.push_back((char*)s.c_str());

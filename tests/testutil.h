@@ -35,8 +35,8 @@ bool        FileExists(const std::string& sPath);
  * environment it is first rewritten with Actual. */
 std::string Golden(const std::string& sName, const std::string& Actual);
 
-/* Starts build/zelmar in sDir without a display, input from sIn, output
- * to the two files; MaxFileSize >= 0 limits the size of the files it
+/* Starts build/zelmar in sDir without a display, input from sIn (closed
+ * when ""), output to the two files; MaxFileSize >= 0 limits the size of the files it
  * writes (writes past it fail with EFBIG). */
 pid_t StartZelmar(const std::string& sDir, const std::vector<std::string>& aArgs, long MaxFileSize = -1,
                   const std::string& sOut = "/dev/null", const std::string& sErr = "/dev/null",
