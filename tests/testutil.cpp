@@ -261,9 +261,7 @@ int RunInProcess(FakeFrontEnd& Fe, std::vector<std::string> aArgs) {
 
 IMAGE* MakeTestImage(int XSize, int YSize, int NumColors) {
   IMAGE* pImage = IMAGE_Create(XSize, YSize, NumColors);
-  for (int i = 0; i < NumColors; i++) {
-    IMAGE_SetColor(pImage, i, (unsigned)(i * 0x10101 * 7 + i * 13) & 0xFFFFFF);
-  }
+  for (int i = 0; i < NumColors; i++) IMAGE_SetColor(pImage, i, (unsigned)(i * 0x10101 * 7 + i * 13) & 0xFFFFFF);
   for (int y = 0; y < YSize; y++) {
     for (int x = 0; x < XSize; x++) {
       unsigned v = NumColors ? (unsigned)((x + 3 * y) % NumColors)
