@@ -49,9 +49,7 @@ static int          _FormatAnswer = -1;
 static int _FileDialog(PLAT_FILEDLG* pDlg) {
   _Seen = *pDlg;
   _SeenStart = pDlg->pBuffer;
-  if (_TypeChangeTo && pDlg->pfTypeChange) {
-    pDlg->pfTypeChange(_TypeChangeTo, pDlg->pBuffer, pDlg->MaxLen);
-  }
+  if (_TypeChangeTo && pDlg->pfTypeChange) pDlg->pfTypeChange(_TypeChangeTo, pDlg->pBuffer, pDlg->MaxLen);
   if (_Answer.empty()) return 0;
   if (_Answer != "=") snprintf(pDlg->pBuffer, (size_t)pDlg->MaxLen + 1, "%s", _Answer.c_str());
   pDlg->FilterIndex = _AnswerIndex;

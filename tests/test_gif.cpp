@@ -166,14 +166,15 @@ TEST(GifRead, GiflibFilesReadBackWithInterlaceLocalTablesAndTransparency) {
   TempDir Dir;
   std::vector<U32> aGlobal = { 0x0000FF, 0x00FF00, 0xFF0000, 0x808080 };
   std::vector<U32> aLocal = { 0x102030, 0x405060 };   /* smaller than the screen's table */
+  std::vector<U32> aLarger = { 0x102030, 0x405060, 0x708090, 0xA0B0C0, 1, 2, 3, 4 };   /* 4 to 7 find no place */
   for (int h = 1; h <= 10; h++) {
-    for (int Case = 0; Case < 4; Case++) {
-      bool IsLocal = Case & 1, IsInterlaced = Case & 2;
-      const std::vector<U32>& aTable = IsLocal ? aLocal : aGlobal;
+    for (int Case = 0; Case < 5; Case++) {
+      bool IsLocal = Case & 1 || Case == 4, IsInterlaced = Case & 2;
+      const std::vector<U32>& aTable = Case == 4 ? aLarger : IsLocal ? aLocal : aGlobal;
       std::vector<int> aIndex;
-      for (int i = 0; i < 5 * h * 10; i++) aIndex.push_back((i * 7 + i / 13) % (int)aTable.size());
+      for (int i = 0; i < 5 * h * 10; i++) aIndex.push_back((i * 7 + i / 13) % std::min((int)aTable.size(), 4));
       int TransIndex = Case == 3 ? 1 : -1;
-      std::string File = WriteWithGiflib(Dir, 50, h, aGlobal, IsLocal ? aLocal : std::vector<U32>{}, IsInterlaced,
+      std::string File = WriteWithGiflib(Dir, 50, h, aGlobal, IsLocal ? aTable : std::vector<U32>{}, IsInterlaced,
                                          TransIndex, aIndex);
       IMAGE* p = GIF_LoadFromMemory((const U8*)File.data(), (U32)File.size());
       ASSERT_NE(p, nullptr) << h << " " << Case;

@@ -16,11 +16,9 @@ namespace {
  * code, so a reader that wants more pixels than that fails. */
 std::string MakeGIFBomb(U32 ScreenX, U32 ScreenY, U32 FrameX, U32 FrameY, uint64_t NumPixels) {
   std::string s = "GIF89a";
-  Put16(s, ScreenX);
-  Put16(s, ScreenY);
+  for (U32 v : {ScreenX, ScreenY}) Put16(s, v);
   s += std::string("\x81\0\0" "\0\0\0\xFF\xFF\xFF\0\0\0\0\0\0" ",\0\0\0\0", 20);
-  Put16(s, FrameX);
-  Put16(s, FrameY);
+  for (U32 v : {FrameX, FrameY}) Put16(s, v);
   s += std::string("\0\2", 2);
   std::string Data;
   U32 Acc = 0;

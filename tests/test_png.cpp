@@ -38,9 +38,7 @@ std::string Compare(const IMAGE* pImage, const std::string& sPx, int Tolerance) 
   if (sscanf(sPx.c_str(), "%d %d", &XSize, &YSize) != 2 || sPx.size() != NumHead + 4 * (size_t)XSize * YSize) {
     return "no Pillow data";
   }
-  if (pImage->XSize != XSize || pImage->YSize != YSize) {
-    return "size differs";
-  }
+  if (pImage->XSize != XSize || pImage->YSize != YSize) return "size differs";
   bool IsReduced = pImage->HasTrans && pImage->NumColors == 256;
   const unsigned char* p = (const unsigned char*)sPx.data() + NumHead;
   for (int y = 0; y < YSize; y++) {
@@ -74,9 +72,7 @@ TEST(PngInput, PngSuiteMatchesPillowAndCorruptFilesAreRefused) {
   int NumFiles = 0;
   for (const auto& Entry : std::filesystem::directory_iterator(kSuiteDir)) {
     std::string sName = Entry.path().filename().string();
-    if (Entry.path().extension() != ".png") {
-      continue;
-    }
+    if (Entry.path().extension() != ".png") continue;
     NumFiles++;
     ReportCatcher Rc;
     IMAGE* pImage = LoadPath(Entry.path().string(), LOADER_TYPE_PNG);
@@ -143,9 +139,7 @@ TEST(PngInput, PillowFilesOfEveryKindLoadWithTheirPixels) {
   const char* const asStatus[] = { "", "Transparent pixels mapped to palette entry 0",
                                    "Transparent pixels mapped to palette entry 0, opaque colours reduced to 255" };
   std::string sFiles;
-  for (const auto& c : aCase) {
-    sFiles += " '" + Dir.File(c.sFile) + "'";
-  }
+  for (const auto& c : aCase) sFiles += " '" + Dir.File(c.sFile) + "'";
   ASSERT_TRUE(DumpWithPillow(Dir.Path, sFiles));
   WORKSPACE_Reset();
   for (const auto& c : aCase) {

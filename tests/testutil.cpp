@@ -118,7 +118,7 @@ static std::wstring _Quote(const std::wstring& s) {
 
 /* No size limit for files on this system: MaxFileSize is ignored. */
 pid_t StartZelmar(const std::string& sDir, const std::vector<std::string>& aArgs, long,
-                  const std::string& sOut, const std::string& sErr) {
+                  const std::string& sOut, const std::string& sErr, const std::string&) {
   std::wstring sCmd = _Quote(_Wide(ZelmarProgram));
   for (const std::string& s : aArgs) sCmd += L" " + _Quote(_Wide(s));
   SECURITY_ATTRIBUTES Inherit = { sizeof(Inherit), NULL, TRUE };
@@ -158,7 +158,7 @@ int WaitZelmar(pid_t pid) {
 }
 #else
 pid_t StartZelmar(const std::string& sDir, const std::vector<std::string>& aArgs, long MaxFileSize,
-                  const std::string& sOut, const std::string& sErr) {
+                  const std::string& sOut, const std::string& sErr, const std::string& sIn) {
   pid_t pid = fork();
   if (pid == 0) {
     if (chdir(sDir.c_str()) != 0) _exit(127);
@@ -167,12 +167,13 @@ pid_t StartZelmar(const std::string& sDir, const std::vector<std::string>& aArgs
       setrlimit(RLIMIT_FSIZE, &Limit);
       signal(SIGXFSZ, SIG_IGN);
     }
-    int fdIn  = open("/dev/null", O_RDONLY);
+    int fdIn  = open(sIn.empty() ? "/dev/null" : sIn.c_str(), O_RDONLY);
     int fdOut = open(sOut.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
     int fdErr = open(sErr.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
     dup2(fdIn, 0);
     dup2(fdOut, 1);
     dup2(fdErr, 2);
+    if (sIn.empty()) close(0);   /* no standard input at all */
     std::vector<char*> av;
     av.push_back((char*)ZelmarProgram);
     for (const std::string& s : aArgs) av.push_back((char*)s.c_str());

@@ -48,11 +48,12 @@ std::string Golden(const std::string& sName, const std::string& Actual);
  * a test switches to another (the build-step program). */
 extern const char* ZelmarProgram;
 
-/* Starts build/zelmar in sDir without a display, standard input
- * /dev/null, output to the two files; MaxFileSize >= 0 limits the size
- * of the files it writes (writes past it fail with EFBIG). */
+/* Starts build/zelmar in sDir without a display, input from sIn (closed
+ * when ""), output to the two files; MaxFileSize >= 0 limits the size of
+ * the files it writes (writes past it fail with EFBIG). */
 pid_t StartZelmar(const std::string& sDir, const std::vector<std::string>& aArgs, long MaxFileSize = -1,
-                  const std::string& sOut = "/dev/null", const std::string& sErr = "/dev/null");
+                  const std::string& sOut = "/dev/null", const std::string& sErr = "/dev/null",
+                  const std::string& sIn = "/dev/null");
 int   WaitZelmar(pid_t pid);   /* the exit code, or 128 + the signal */
 /* Runs build/zelmar in sDir and waits for it. */
 inline int RunZelmar(const std::string& sDir, const std::vector<std::string>& aArgs) { return WaitZelmar(StartZelmar(sDir, aArgs)); }

@@ -12,6 +12,7 @@ import argparse
 import concurrent.futures
 import filecmp
 import os
+import random
 import re
 import shutil
 import subprocess
@@ -92,10 +93,11 @@ def sync_tree(src, dst):
                 os.utime(d)  # newer than any object built from the old copy
 
 
-def run(cmd, cwd, timeout=None):
+def run(cmd, cwd, timeout=None, env=None):
     try:
         p = subprocess.run(cmd, cwd=cwd, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
-                           timeout=timeout, errors='replace')
+                           timeout=timeout, errors='replace',
+                           env=dict(os.environ, **env) if env else None)
         return p.returncode, p.stdout
     except subprocess.TimeoutExpired as e:
         out = e.stdout.decode(errors='replace') if isinstance(e.stdout, bytes) else (e.stdout or '')
@@ -105,14 +107,18 @@ def run(cmd, cwd, timeout=None):
 class Slot:
     """One scratch tree with its own build folder."""
 
-    def __init__(self, workdir, index, build_jobs, windows=False):
-        self.tree = os.path.join(workdir, 'tree%d' % index)
+    def __init__(self, workdir, index, build_jobs, windows=False, sanitize=False):
+        self.tree = os.path.join(workdir, ('asan%d' if sanitize else 'tree%d') % index)
         self.build = os.path.join(self.tree, 'build-win64' if windows else 'build')
         self.build_jobs = build_jobs
         self.windows = windows
+        self.flags = ['-DZELMAR_SANITIZE=ON'] if sanitize else []
+        # As in CI, where ctest sets it for the desktop's tests: GTK keeps
+        # its caches until the process ends.
+        self.shell_env = {'ASAN_OPTIONS': 'detect_leaks=0'} if sanitize else None
 
     def configure(self):
-        cmd = ['cmake', '-S', self.tree, '-B', self.build]
+        cmd = ['cmake', '-S', self.tree, '-B', self.build] + self.flags
         if self.windows:
             # Cross-built with the libraries of the repository's own
             # Windows build (scripts/build-windows.sh --tests).
@@ -137,10 +143,13 @@ class Slot:
         if rc != 0:
             sys.exit('the unmodified tree does not build in %s:\n%s' % (self.tree, out[-4000:]))
 
-    def make(self):
-        return run(['cmake', '--build', self.build, '-j%d' % self.build_jobs], self.tree)
+    def make(self, targets=()):
+        cmd = ['cmake', '--build', self.build, '-j%d' % self.build_jobs]
+        for target in targets:
+            cmd += ['--target', target]
+        return run(cmd, self.tree)
 
-    def tests(self, timeout, gtest_filter):
+    def tests(self, timeout, gtest_filter, fail_fast=False):
         cmd = [os.path.join(self.build, 'tests', 'zelmar_tests')]
         if self.windows:
             # Under Wine, which may not outlive its time limit by itself.
@@ -148,9 +157,11 @@ class Slot:
             cmd = ['timeout', str(int(timeout) + 30), 'wine', cmd[0] + '.exe']
         if gtest_filter:
             cmd.append('--gtest_filter=' + gtest_filter)
+        if fail_fast:
+            cmd.append('--gtest_fail_fast')
         return run(cmd, self.build, timeout)
 
-    def shell_tests(self, timeout, gtest_filter):
+    def shell_tests(self, timeout, gtest_filter, fail_fast=False):
         """The desktop front end's tests on a display of their own; None
         when they were not built or xvfb-run is missing."""
         binary = os.path.join(self.build, 'tests', 'shell', 'zelmar_shell_tests')
@@ -159,7 +170,9 @@ class Slot:
         cmd = ['xvfb-run', '-a', '-s', '-screen 0 1024x768x24', binary]
         if gtest_filter:
             cmd.append('--gtest_filter=' + gtest_filter)
-        rc, out = run(cmd, self.build, timeout)
+        if fail_fast:
+            cmd.append('--gtest_fail_fast')
+        rc, out = run(cmd, self.build, timeout, self.shell_env)
         if rc == 0 and not gtest_filter:
             # Then the program itself driven by the keys (the real dialogs).
             rc, out = run(['ctest', '-R', r'^shell\.keys$', '--output-on-failure'], self.build, timeout)
@@ -240,6 +253,642 @@ def select(faults, numbers, files):
     return chosen
 
 
+# ---------------------------------------------------------------------------
+# Automatic faults: operator faults planted at random sites of the product
+# code, with a fixed seed.
+
+AUTO_FOLDERS = ['core', 'color', 'geometry', 'input', 'output', 'commands',
+                'app', 'platform', 'console', 'shell']
+
+OPERATORS = ['<<=', '>>=', '->*', '...', '::', '->', '++', '--', '<<', '>>', '<=', '>=',
+             '==', '!=', '&&', '||', '+=', '-=', '*=', '/=', '%=', '&=', '|=', '^=', '.*']
+SWAPS = {'<': '<=', '<=': '<', '>': '>=', '>=': '>', '==': '!=', '!=': '==',
+         '&&': '||', '||': '&&'}
+# Names whose '<' opens a template argument list, not a comparison.
+TEMPLATE_NAMES = {'vector', 'array', 'unique_ptr', 'shared_ptr', 'map', 'set', 'pair',
+                  'function', 'numeric_limits', 'static_cast', 'reinterpret_cast',
+                  'const_cast', 'template', 'basic_string', 'initializer_list'}
+NOT_CALLS = {'return', 'if', 'while', 'for', 'switch', 'sizeof', 'delete', 'new', 'case',
+             'do', 'else', 'goto', 'throw', 'static_assert', 'alignof', 'decltype', 'typedef'}
+INT_RE = re.compile(r'(0[xX][0-9a-fA-F]+|0[0-7]*|[1-9][0-9]*)([uUlL]*)$')
+# A printf conversion: its characters are left alone (a changed one would be
+# undefined behaviour rather than a changed message).
+CONV_RE = re.compile(r'%[-+ #0]*(\d+|\*)?(\.(\d+|\*))?(hh|h|ll|l|L|z|j|t)?[a-zA-Z%]')
+
+
+# The macros tested by #ifdef that the scratch build defines (it has PNG,
+# JPEG and the desktop front end on GTK); a plain #if counts as true.
+DEFINED = {'ZELMAR_HAVE_PNG', 'ZELMAR_HAVE_JPEG', 'ZELMAR_HAVE_SHELL', '__WXGTK__'}
+
+
+def lex(text):
+    """Tokens of C++ source as (kind, start, end), kind one of id num str chr op;
+    comments, preprocessor lines and the code they leave out are left out."""
+    toks, i, n, bol = [], 0, len(text), True
+    active = []
+    while i < n:
+        c = text[i]
+        if c == '\n':
+            bol = True
+            i += 1
+            continue
+        if c in ' \t\r\f\v':
+            i += 1
+            continue
+        if text.startswith('//', i):
+            j = text.find('\n', i)
+            i = n if j < 0 else j
+            continue
+        if text.startswith('/*', i):
+            j = text.find('*/', i + 2)
+            i = n if j < 0 else j + 2
+            continue
+        if bol and c == '#':
+            start = i
+            while i < n and text[i] != '\n':
+                if text[i] == '\\' and text.startswith('\n', i + 1):
+                    i += 1
+                elif text.startswith('/*', i):
+                    j = text.find('*/', i + 2)
+                    i = n - 1 if j < 0 else j + 1
+                i += 1
+            words = text[start + 1:i].split()
+            if words and words[0] in ('if', 'ifdef', 'ifndef'):
+                on = True
+                if words[0] != 'if' and len(words) > 1:
+                    on = (words[1] in DEFINED) == (words[0] == 'ifdef')
+                active.append(on)
+            elif words and words[0] in ('else', 'elif') and active:
+                active[-1] = not active[-1]
+            elif words and words[0] == 'endif' and active:
+                active.pop()
+            continue
+        bol = False
+        if not all(active):
+            # Code left out by the preprocessor: skip it to the end of the line.
+            j = text.find('\n', i)
+            i = n if j < 0 else j
+            continue
+        if c == '"' or c == "'":
+            j = i + 1
+            while j < n and text[j] != c and text[j] != '\n':
+                j += 2 if text[j] == '\\' else 1
+            toks.append(('str' if c == '"' else 'chr', i, j + 1))
+            i = j + 1
+            continue
+        if c.isalpha() or c == '_':
+            j = i
+            while j < n and (text[j].isalnum() or text[j] == '_'):
+                j += 1
+            if j < n and text[j] in '"\'' and text[i:j] in ('L', 'u', 'U', 'u8'):
+                i = j  # prefix of a literal: lexed with it (start moves, harmless)
+                continue
+            toks.append(('id', i, j))
+            i = j
+            continue
+        if c.isdigit() or (c == '.' and i + 1 < n and text[i + 1].isdigit()):
+            j = i + 1
+            while j < n and (text[j].isalnum() or text[j] in "._'" or
+                             (text[j] in '+-' and text[j - 1] in 'eEpP' and not text[i:i + 2].lower() == '0x')):
+                j += 1
+            toks.append(('num', i, j))
+            i = j
+            continue
+        for op in OPERATORS:
+            if text.startswith(op, i):
+                break
+        else:
+            op = c
+        toks.append(('op', i, i + len(op)))
+        i += len(op)
+    return toks
+
+
+class Site:
+    def __init__(self, path, start, end, new, line, kind, change):
+        self.path, self.start, self.end, self.new = path, start, end, new
+        self.line, self.kind, self.change = line, kind, change
+        self.folder = path.split('/')[0]
+
+    def where(self):
+        return '%s:%d' % (self.path, self.line)
+
+
+def _short(s, width=60):
+    s = ' '.join(s.split())
+    return s if len(s) <= width else s[:width - 3] + '...'
+
+
+def _changed_char(ch):
+    if ch.isalpha() and ch.isascii():
+        base = ord('a') if ch.islower() else ord('A')
+        return chr(base + (ord(ch) - base + 1) % 26)
+    if ch.isdigit():
+        return str((int(ch) + 1) % 10)
+    return '_' if ch == ' ' else ' '
+
+
+def file_sites(path, text, seed):
+    """Every candidate fault of one file.  The choices a site leaves open (the
+    sign for a constant, the character of a string) are drawn from the seed
+    and the site's place, so they do not depend on the other files."""
+    toks = lex(text)
+    sites = []
+
+    def line_of(pos):
+        return text.count('\n', 0, pos) + 1
+
+    def rng_for(pos):
+        return random.Random('%s:%s:%d' % (seed, path, pos))
+
+    # '<' ... '>' pairs of template argument lists are no comparison.
+    skip = set()
+    for k, (kind, s, e) in enumerate(toks):
+        if kind == 'op' and text[s:e] == '<' and k > 0 and toks[k - 1][0] == 'id' \
+                and text[toks[k - 1][1]:toks[k - 1][2]] in TEMPLATE_NAMES:
+            depth = 0
+            for m in range(k, min(len(toks), k + 40)):
+                t = text[toks[m][1]:toks[m][2]]
+                if t == '<':
+                    depth += 1
+                elif t in ('>', '>>'):
+                    depth -= len(t)
+                    if depth <= 0:
+                        skip.update((k, m))
+                        break
+                elif t in (';', '{'):
+                    break
+
+    for k, (kind, s, e) in enumerate(toks):
+        tok = text[s:e]
+        if kind == 'op' and tok in SWAPS and k not in skip:
+            sites.append(Site(path, s, e, SWAPS[tok], line_of(s), 'operator',
+                              '`%s` -> `%s`' % (tok, SWAPS[tok])))
+        elif kind == 'num':
+            m = INT_RE.match(tok)
+            if not m:
+                continue
+            digits, suffix = m.groups()
+            value = int(digits, 0) if not (digits.startswith('0') and len(digits) > 1
+                                         and digits[1] not in 'xX') else int(digits, 8)
+            delta = rng_for(s).choice((1, -1))
+            v = value + delta
+            if v < 0:
+                new = '(-1%s)' % suffix
+            elif digits[:2].lower() == '0x':
+                new = '0x%0*X%s' % (len(digits) - 2, v, suffix)
+            elif digits.startswith('0') and len(digits) > 1:
+                new = '0%o%s' % (v, suffix)
+            else:
+                new = '%d%s' % (v, suffix)
+            sites.append(Site(path, s, e, new, line_of(s), 'constant',
+                              '`%s` -> `%s`' % (tok, new)))
+        elif kind == 'str':
+            if k > 0 and text[toks[k - 1][1]:toks[k - 1][2]] in ('extern', 'asm', '__asm__'):
+                continue
+            body_start = s + 1
+            body = text[body_start:e - 1]
+            banned = set()
+            for m in CONV_RE.finditer(body):
+                banned.update(range(m.start(), m.end()))
+            places, j = [], 0
+            while j < len(body):
+                if body[j] == '\\':
+                    m = re.match(r'\\([0-7]{1,3}|x[0-9a-fA-F]+|.)', body[j:])
+                    j += len(m.group(0))
+                    continue
+                if j not in banned:
+                    places.append(j)
+                j += 1
+            if not places:
+                continue
+            j = rng_for(s).choice(places)
+            ch = _changed_char(body[j])
+            new_body = body[:j] + ch + body[j + 1:]
+            sites.append(Site(path, body_start + j, body_start + j + 1, ch, line_of(s), 'string',
+                              '"%s" -> "%s"' % (_short(body, 50), _short(new_body, 50))
+                              if len(body) <= 50 else
+                              'character %d of "%s": %r -> %r' % (j + 1, _short(body, 40), body[j], ch)))
+
+    # Call statements alone on their lines: name(...); or a.b->c(...);
+    for k, (kind, s, e) in enumerate(toks):
+        if kind != 'id' or text[s:e] in NOT_CALLS:
+            continue
+        bol = text.rfind('\n', 0, s) + 1
+        if text[bol:s].strip():
+            continue
+        m = k
+        while m + 2 < len(toks) and text[toks[m + 1][1]:toks[m + 1][2]] in ('::', '.', '->') \
+                and toks[m + 2][0] == 'id':
+            m += 2
+        if m + 1 >= len(toks) or text[toks[m + 1][1]:toks[m + 1][2]] != '(':
+            continue
+        depth, q = 0, m + 1
+        while q < len(toks):
+            t = text[toks[q][1]:toks[q][2]]
+            if t == '(':
+                depth += 1
+            elif t == ')':
+                depth -= 1
+                if depth == 0:
+                    break
+            elif t in (';', '{', '}'):
+                q = len(toks)
+                break
+            q += 1
+        if q + 1 >= len(toks) or text[toks[q + 1][1]:toks[q + 1][2]] != ';':
+            continue
+        end = toks[q + 1][2]
+        eol = text.find('\n', end)
+        if text[end:len(text) if eol < 0 else eol].strip():
+            continue
+        # The statement before must have ended: no 'x =' or 'return' broken over lines.
+        if k > 0 and text[toks[k - 1][1]:toks[k - 1][2]] not in (';', '{', '}', ')', ':', 'else'):
+            continue
+        if k > 0 and text[toks[k - 1][1]:toks[k - 1][2]] == ')':
+            # Only the ')' closing the head of an if/while/for.
+            depth, p = 0, k - 1
+            while p >= 0:
+                t = text[toks[p][1]:toks[p][2]]
+                depth += (t == ')') - (t == '(')
+                if depth == 0:
+                    break
+                p -= 1
+            if p < 1 or text[toks[p - 1][1]:toks[p - 1][2]] not in ('if', 'while', 'for'):
+                continue
+        stmt = text[s:end]
+        sites.append(Site(path, s, end, ';' + '\n' * stmt.count('\n'), line_of(s), 'call',
+                          'drop `%s`' % _short(stmt, 60)))
+    return sites
+
+
+def all_sites(root, seed, folders):
+    sites = []
+    for folder in folders:
+        d = os.path.join(root, folder)
+        if not os.path.isdir(d):
+            continue
+        for name in sorted(os.listdir(d)):
+            if name.endswith(('.cpp', '.c', '.h')):
+                path = folder + '/' + name
+                with open(os.path.join(root, path), encoding='utf-8') as f:
+                    sites.extend(file_sites(path, f.read(), seed))
+    return sites
+
+
+def stratified_sample(sites, count, seed):
+    """count sites: each folder gets at least count / (3 x folders) of them
+    (all of its sites when it has fewer), the rest go to the folders in
+    proportion to their sites.  The sample is shuffled, so that a run
+    stopped early still covers every folder."""
+    rng = random.Random(seed)
+    by_folder = {}
+    for site in sites:
+        by_folder.setdefault(site.folder, []).append(site)
+    total = len(sites)
+    count = min(count, total)
+    floor = max(1, count // (3 * len(by_folder)))
+    quota = {f: min(len(s), floor) for f, s in by_folder.items()}
+    while sum(quota.values()) < count:
+        f = max((f for f in by_folder if quota[f] < len(by_folder[f])),
+                key=lambda f: len(by_folder[f]) * count / total - quota[f])
+        quota[f] += 1
+    chosen = []
+    for f in sorted(by_folder):
+        chosen.extend(rng.sample(by_folder[f], quota[f]))
+    rng.shuffle(chosen)
+    return chosen
+
+
+def judge(rc, out):
+    """None when the tests passed, otherwise what caught the fault."""
+    if rc == 0:
+        return None
+    if rc is None:
+        return 'time-out in ' + last_started(out)
+    names = failed_tests(out)
+    return ' '.join(names) if names else 'crash (exit %s) in %s' % (rc, last_started(out))
+
+
+class Planted:
+    """The site's fault written into one scratch tree, undone on leaving."""
+
+    def __init__(self, slot, site):
+        self.path = os.path.join(slot.tree, site.path)
+        self.site = site
+
+    def __enter__(self):
+        with open(self.path, encoding='utf-8') as f:
+            self.original = f.read()
+        s = self.site
+        with open(self.path, 'w', encoding='utf-8') as f:
+            f.write(self.original[:s.start] + s.new + self.original[s.end:])
+        os.utime(self.path)
+
+    def __exit__(self, *exc):
+        with open(self.path, 'w', encoding='utf-8') as f:
+            f.write(self.original)
+        os.utime(self.path)
+
+
+def test_times(out):
+    return {m.group(1): int(m.group(2))
+            for m in re.finditer(r'^\[       OK \] (\S+) \((\d+) ms\)', out, re.M)}
+
+
+class Runs:
+    """The test runs of the automatic mode, with their time limits.  The
+    main tests run in three rounds, quickest tests first (times of the last
+    full run on the unmodified tree, kept in the work folder), each round
+    stopping at its first failed test: most faults are caught in seconds.
+    Before a kind of run is first used on a fault it runs on the unmodified
+    tree, which must pass; its limit is four times that run, at least a
+    minute (or -t)."""
+
+    def __init__(self, workdir, fixed):
+        self.times_file = os.path.join(workdir, 'test-times.txt')
+        self.fixed, self.lock, self.limits, self.rounds = fixed, threading.Lock(), {}, None
+
+    def _limit(self, seconds):
+        return self.fixed or max(60.0, 4 * seconds)
+
+    @staticmethod
+    def _check(key, result):
+        if result is not None and result[0] != 0:
+            print('%s: fail on the unmodified tree:\n%s' % (key, '\n'.join(
+                failed_tests(result[1]) or [result[1][-2000:]])), flush=True)
+            os._exit(2)
+
+    def ready(self, key, slot, desktop=False):
+        with self.lock:
+            if key in self.limits:
+                return
+            t0 = time.time()
+            if desktop:
+                result = slot.shell_tests(3600, None)
+                self._check(key, result)
+                self.limits[key] = self._limit(time.time() - t0)
+            elif self.rounds is None and not os.path.isfile(self.times_file):
+                result = slot.tests(3600, None)
+                self._check(key, result)
+                times = test_times(result[1])
+                with open(self.times_file, 'w') as f:
+                    f.writelines('%s %d\n' % kv for kv in sorted(times.items()))
+                self._split(times)
+                scale = (time.time() - t0) / max(1, sum(times.values()))
+                self.limits[key] = [self._limit(scale * sum(times.get(n, 0) for n in names))
+                                    for names in self.round_names]
+            else:
+                if self.rounds is None:
+                    with open(self.times_file) as f:
+                        self._split({l.split()[0]: int(l.split()[1]) for l in f if l.strip()})
+                self.limits[key] = []
+                for flt in self.rounds:
+                    t1 = time.time()
+                    self._check(key, slot.tests(3600, flt))
+                    self.limits[key].append(self._limit(time.time() - t1))
+            print('%s: %.0fs on the unmodified tree, limit %s s' % (
+                key, time.time() - t0, '/'.join('%.0f' % x for x in (
+                    self.limits[key] if isinstance(self.limits[key], list) else [self.limits[key]]))),
+                flush=True)
+
+    def _split(self, times):
+        """Rounds: the quickest tests up to 5% of the time, then up to 30%, then
+        every other test (also those the times file does not know)."""
+        names = sorted(times, key=lambda n: (times[n], n))
+        total, acc = max(1, sum(times.values())), 0
+        first, second = [], []
+        for n in names:
+            acc += times[n]
+            (first if acc <= 0.05 * total else second if acc <= 0.30 * total else []).append(n)
+        self.round_names = [first, second, [n for n in names if n not in first and n not in second]]
+        self.rounds = [':'.join(first), ':'.join(second), '-' + ':'.join(first + second)]
+
+    def main(self, key, slot):
+        rc, out = 0, ''
+        for flt, limit in zip(self.rounds, self.limits[key]):
+            rc, out = slot.tests(limit, flt, True)
+            if rc != 0:
+                break
+        return rc, out
+
+    def desktop(self, key, slot):
+        return slot.shell_tests(self.limits[key], None, True)
+
+
+def try_stages(slot, site, runs, prefix):
+    """Plants the fault in slot's tree and runs the main and the desktop's
+    tests there; (status, detail), status None when both pass.  A fault of
+    the front end is tried on its own tests first (the verdict is the same,
+    it comes sooner); for other faults the desktop's tests are linked only
+    when the main tests miss."""
+    runs.ready(prefix + 'tests', slot)
+    runs.ready(prefix + 'desktop', slot, True)
+    shell_first = site.folder == 'shell'
+    with Planted(slot, site):
+        rc, out = slot.make(() if shell_first else ('zelmar', 'zelmar_tests'))
+        if rc != 0:
+            errs = [l for l in out.splitlines() if 'error' in l]
+            return 'NO BUILD', (errs[0].strip() if errs else 'build failed')
+        for stage in (('desktop', 'tests') if shell_first else ('tests', 'desktop')):
+            if stage == 'tests':
+                verdict = judge(*runs.main(prefix + 'tests', slot))
+            else:
+                slot.make()
+                shell = runs.desktop(prefix + 'desktop', slot)
+                verdict = shell is not None and judge(*shell)
+            if verdict:
+                return 'caught', prefix + stage + ': ' + verdict
+    return None, ''
+
+
+def try_site(slot, asan_pool, site, runs):
+    """Returns (status, detail) as try_fault does.  The stages run as in CI:
+    the main and the desktop's tests, then, for a fault they miss, both again
+    in the sanitizer build."""
+    status, detail = try_stages(slot, site, runs, '')
+    if status or asan_pool is None:
+        return status or 'MISSED', detail
+    asan = asan_pool.get()
+    try:
+        status, detail = try_stages(asan, site, runs, 'sanitizer ')
+    finally:
+        asan_pool.put(asan)
+    return status or 'MISSED', detail
+
+
+def auto_report(sites, sample, results):
+    print()
+    folders = [f for f in AUTO_FOLDERS if any(s.folder == f for s in sites)]
+    head = ('folder', 'sites', 'sample', 'run', 'caught', 'missed', 'no build', 'caught %')
+    print('%-10s %6s %6s %5s %6s %6s %8s %8s' % head)
+    total = {k: 0 for k in head[1:-1]}
+    estimate, weight = 0.0, 0
+    for f in folders + ['all']:
+        if f == 'all':
+            row = total
+            print('-' * 62)
+        else:
+            done = [results[i][0] for i, s in enumerate(sample) if s.folder == f and i in results]
+            row = {'sites': sum(1 for s in sites if s.folder == f),
+                   'sample': sum(1 for s in sample if s.folder == f),
+                   'run': len(done), 'caught': done.count('caught'),
+                   'missed': done.count('MISSED'), 'no build': done.count('NO BUILD')}
+            for k in total:
+                total[k] += row[k]
+            if row['caught'] + row['missed']:
+                estimate += row['sites'] * row['caught'] / (row['caught'] + row['missed'])
+                weight += row['sites']
+        compiled = row['caught'] + row['missed']
+        print('%-10s %6d %6d %5d %6d %6d %8d %8s' % (
+            f, row['sites'], row['sample'], row['run'], row['caught'], row['missed'],
+            row['no build'], '%.1f' % (100.0 * row['caught'] / compiled) if compiled else '-'))
+    by_stage = {}
+    for status, detail in results.values():
+        if status == 'caught':
+            stage = detail.split(':')[0]
+            by_stage[stage] = by_stage.get(stage, 0) + 1
+    print('caught by: ' + ', '.join('%s %d' % kv for kv in sorted(by_stage.items())))
+    if weight:
+        print('caught share over the sites of the folders run (weighted by their sites): %.1f%%'
+              % (100.0 * estimate / weight))
+    missed = [(i, s) for i, s in enumerate(sample) if results.get(i, ('',))[0] == 'MISSED']
+    if missed:
+        print('\nmissed:')
+        for i, s in missed:
+            print('  #%-3d %-28s %-8s %s' % (i + 1, s.where(), s.kind, s.change))
+    print('\ncaught %d of %d run (%d not compiling)' % (total['caught'], total['caught'] + total['missed'],
+                                                     total['no build']))
+
+
+def source_tree(args):
+    """The tree to test: this one, or the revision of --rev exported."""
+    if not args.rev:
+        return ROOT
+    source = os.path.join(os.path.abspath(args.workdir), 'export')
+    shutil.rmtree(source, ignore_errors=True)
+    os.makedirs(source)
+    archive = subprocess.run(['git', '-C', ROOT, 'archive', args.rev], stdout=subprocess.PIPE, check=True)
+    subprocess.run(['tar', '-x', '-C', source], input=archive.stdout, check=True)
+    return source
+
+
+def run_auto(args):
+    folders = AUTO_FOLDERS
+    if args.files:
+        pats = args.files.split(',')
+        folders = [f for f in folders if any(p.rstrip('/') in f or f + '/' in p for p in pats)]
+    source = source_tree(args)
+    sites = all_sites(source, args.seed, folders)
+    if args.files:
+        sites = [s for s in sites if any(p in s.path or s.path.startswith(p) for p in pats)]
+    if not sites:
+        sys.exit('no site found')
+    sample = stratified_sample(sites, args.auto, args.seed)
+    print('%d sites, %d sampled with seed %s' % (len(sites), len(sample), args.seed))
+    if args.dry_run:
+        for i, s in enumerate(sample):
+            print('#%-3d %-28s %-8s %s' % (i + 1, s.where(), s.kind, s.change))
+        return 0
+    if args.report:
+        # The output of a run with the same sample, perhaps stopped early.
+        results = {}
+        with open(args.report, encoding='utf-8', errors='replace') as f:
+            for m in re.finditer(r'^\[ *(\d+)/\d+\] (caught|MISSED|NO BUILD) +(\S+).*\n(?: {10}(.*))?',
+                                 f.read(), re.M):
+                i = int(m.group(1)) - 1
+                if i >= len(sample) or sample[i].where() != m.group(3):
+                    sys.exit('%s: fault %d is not this sample\'s' % (args.report, i + 1))
+                results[i] = (m.group(2), m.group(4) or '')
+        auto_report(sites, sample, results)
+        return 0
+
+    args.workdir = os.path.abspath(args.workdir)
+    link_corpus(args.workdir)
+    jobs = max(1, min(args.jobs, len(sample)))
+    slots = [Slot(args.workdir, k, 1 if jobs > 1 else 2) for k in range(jobs)]
+    asan = None if args.no_sanitize else Slot(args.workdir, 0, 2, sanitize=True)
+    print('preparing %d scratch tree(s)%s in %s ...' % (
+        jobs, '' if asan is None else ' and a sanitizer build', args.workdir), flush=True)
+    slots[0].prepare(source)
+    runs = Runs(args.workdir, args.timeout)
+    runs.ready('tests', slots[0])
+
+    # The other trees are built while the first one runs faults.
+    import queue
+    free, asan_pool = queue.Queue(), None if asan is None else queue.Queue()
+    free.put(slots[0])
+
+    def prepare(slot, pool):
+        try:
+            slot.prepare(source)
+        except BaseException as e:
+            print('%s: %s' % (slot.tree, e), flush=True)
+            os._exit(2)
+        print('ready: %s' % slot.tree, flush=True)
+        pool.put(slot)
+
+    for slot, pool in [(s, free) for s in slots[1:]] + ([(asan, asan_pool)] if asan else []):
+        threading.Thread(target=prepare, args=(slot, pool), daemon=True).start()
+    lock = threading.Lock()
+    results = {}
+    deadline = time.time() + 60 * args.minutes if args.minutes else None
+    stop = threading.Event()
+
+    def work(i):
+        if stop.is_set() or (deadline and time.time() > deadline):
+            return
+        site = sample[i]
+        slot = free.get()
+        try:
+            t0 = time.time()
+            status, detail = try_site(slot, asan_pool, site, runs)
+        finally:
+            free.put(slot)
+        with lock:
+            results[i] = (status, detail)
+            print('[%3d/%d] %-8s %-28s %-8s %s  (%.0fs)' % (i + 1, len(sample), status, site.where(),
+                                                           site.kind, site.change, time.time() - t0),
+                  flush=True)
+            if detail:
+                print('          ' + detail, flush=True)
+
+    todo = range(max(0, args.start - 1), len(sample))
+    pool = concurrent.futures.ThreadPoolExecutor(max_workers=jobs)
+    try:
+        for fut in [pool.submit(work, i) for i in todo]:
+            fut.result()
+    except KeyboardInterrupt:
+        # Faults under way are dropped (their trees are synced again on
+        # the next run); those that finished are reported.
+        stop.set()
+        print('\ninterrupted', flush=True)
+        with lock:
+            auto_report(sites, sample, dict(results))
+        os._exit(1)
+    pool.shutdown()
+    auto_report(sites, sample, results)
+    return 0
+
+
+def link_corpus(workdir):
+    """The tests find the corpus at ../shared/corpus next to the source tree:
+    next to this tree, or, for a git worktree, next to the main one."""
+    os.makedirs(workdir, exist_ok=True)
+    shared = os.path.join(workdir, 'shared')
+    if os.path.lexists(shared):
+        return
+    candidates = [os.path.join(os.path.dirname(ROOT), 'shared')]
+    git = subprocess.run(['git', '-C', ROOT, 'rev-parse', '--path-format=absolute', '--git-common-dir'],
+                         stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, errors='replace')
+    if git.returncode == 0 and git.stdout.strip():
+        candidates.append(os.path.join(os.path.dirname(os.path.dirname(git.stdout.strip())), 'shared'))
+    for real_shared in candidates:
+        if os.path.isdir(real_shared):
+            os.symlink(real_shared, shared)
+            return
+
+
 def main():
     ap = argparse.ArgumentParser(description=__doc__.split('\n')[0])
     ap.add_argument('list', nargs='?', default=os.path.join(ROOT, 'tools', 'faults.txt'),
@@ -248,8 +897,9 @@ def main():
     ap.add_argument('-f', '--files', help='faults to run by file or folder, e.g. core/,gifout')
     ap.add_argument('-j', '--jobs', type=int, default=1,
                     help='faults tried in parallel, each in its own scratch tree (default 1)')
-    ap.add_argument('-t', '--timeout', type=float, default=120,
-                    help='seconds allowed for one run of the tests (default 120)')
+    ap.add_argument('-t', '--timeout', type=float,
+                    help='seconds allowed for one run of the tests (default 120; with --auto,'
+                         ' four times its run on the unmodified tree, at least 60)')
     ap.add_argument('--gtest-filter', help='run only these tests (gtest filter)')
     ap.add_argument('--workdir', default=os.path.join(ROOT, '.mutate'),
                     help='where the scratch trees live (default .mutate/ in the repository)')
@@ -258,7 +908,21 @@ def main():
                     help='the faults in Win32 files, cross-built and tested under Wine')
     ap.add_argument('--check', action='store_true',
                     help='only report faults whose old text is not found exactly once')
+    ap.add_argument('--auto', type=int, metavar='N',
+                    help='instead of the list: N faults planted at random sites of the product code')
+    ap.add_argument('--seed', default='1', help='seed of the random sites (default 1)')
+    ap.add_argument('--dry-run', action='store_true', help='with --auto: only list the sampled faults')
+    ap.add_argument('--no-sanitize', action='store_true',
+                    help='with --auto: no sanitizer build for the faults the other tests miss')
+    ap.add_argument('--start', type=int, default=1, help='with --auto: start at this fault of the sample')
+    ap.add_argument('--minutes', type=float, help='with --auto: start no fault after this many minutes')
+    ap.add_argument('--report', metavar='LOG',
+                    help='with --auto: only the table, from the output of a run of the same sample')
     args = ap.parse_args()
+    if args.auto:
+        return run_auto(args)
+    if args.timeout is None:
+        args.timeout = 120
 
     with open(args.list, encoding='utf-8') as f:
         faults = select(parse_faults(f.read(), args.list), args.numbers, args.files)
@@ -280,25 +944,14 @@ def main():
         print('%d of %d faults apply' % (len(faults) - bad, len(faults)))
         return 1 if bad else 0
 
-    # The tests find the corpus at ../shared/corpus next to the source tree.
     args.workdir = os.path.abspath(args.workdir)
-    os.makedirs(args.workdir, exist_ok=True)
-    shared = os.path.join(args.workdir, 'shared')
-    real_shared = os.path.join(os.path.dirname(ROOT), 'shared')
-    if not os.path.lexists(shared) and os.path.isdir(real_shared):
-        os.symlink(real_shared, shared)
+    link_corpus(args.workdir)
 
     jobs = max(1, min(args.jobs, len(faults)))
     build_jobs = 1 if jobs > 1 else 2
     slots = [Slot(args.workdir, k, build_jobs, args.windows) for k in range(jobs)]
     print('preparing %d scratch tree(s) in %s ...' % (jobs, args.workdir), flush=True)
-    source = ROOT
-    if args.rev:
-        source = os.path.join(args.workdir, 'export')
-        shutil.rmtree(source, ignore_errors=True)
-        os.makedirs(source)
-        archive = subprocess.run(['git', '-C', ROOT, 'archive', args.rev], stdout=subprocess.PIPE, check=True)
-        subprocess.run(['tar', '-x', '-C', source], input=archive.stdout, check=True)
+    source = source_tree(args)
     for slot in slots:
         slot.prepare(source)
     rc, out = slots[0].tests(args.timeout, args.gtest_filter)

@@ -83,6 +83,9 @@ from PIL import Image
 a, b = (Image.open(f).convert("RGB") for f in sys.argv[1:])
 if a.size != b.size or a.tobytes() != b.tobytes():
     sys.exit("pixels differ")
+d = open(sys.argv[1], "rb").read()   # a Windows Bitmap gives its whole size
+if d[:2] == b"BM" and int.from_bytes(d[2:6], "little") != len(d):
+    sys.exit("size field %d, file %d" % (int.from_bytes(d[2:6], "little"), len(d)))
 PY
 }
 expect_exit() {

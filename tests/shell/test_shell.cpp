@@ -45,9 +45,7 @@ static std::string _Outline(wxMenu* pMenu) {
     wxMenuItem* pItem = pMenu->FindItemByPosition(i);
     s += i ? "|" : "";
     s += pItem->IsSeparator() ? "-" : _Str(pItem->GetItemLabel());
-    if (pItem->GetSubMenu()) {
-      s += "{" + _Outline(pItem->GetSubMenu()) + "}";
-    }
+    if (pItem->GetSubMenu()) s += "{" + _Outline(pItem->GetSubMenu()) + "}";
   }
   return s;
 }
@@ -306,9 +304,7 @@ int main(int argc, char** argv) {
   ::testing::InitGoogleTest(&argc, argv);
   const char* sTmp = getenv("TMPDIR");
   std::string sTemplate = std::string(sTmp && *sTmp ? sTmp : "/tmp") + "/zelmar-shell-XXXXXX";
-  if (mkdtemp(&sTemplate[0]) == nullptr) {
-    return 1;
-  }
+  if (mkdtemp(&sTemplate[0]) == nullptr) return 1;
   _sConfigDir = sTemplate;
   setenv("XDG_CONFIG_HOME", _sConfigDir.c_str(), 1);
   wxApp::SetInstance(new wxApp);
