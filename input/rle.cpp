@@ -130,7 +130,7 @@ static const char* _Decompress(IMAGE* pImage, const U8* pData, I32 NumPixelBytes
     /* Absolute run of b1 pixels; the bytes read are padded to an even
      * count. */
     U32 NumBytes = Is4 ? (b1 + 1) / 2 : b1;
-    U32 First, End;
+    U32 First = 0, End = 0;
     U8* pRun = _ClipRun(pImage, x, y, b1, &First, &End);
     /* Only pixels whose byte lies inside the data are written. */
     U64 NumInData = (Source.NumTotal > i) ? (Source.NumTotal - i) * (Is4 ? 2 : 1) : 0;
