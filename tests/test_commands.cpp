@@ -44,7 +44,11 @@ struct Case {
 size_t NumFiles(const std::string& sDir) { return (size_t)std::distance(std::filesystem::directory_iterator(sDir), {}); }
 
 /* Runs the cases at once, each in a folder of its own with the inputs its arguments name and any old log. */
-void RunCases(const Files& aInput, const std::vector<Case>& aCase) {
+void RunCases(const Files& aInput, std::vector<Case> aCase) {
+#ifdef _WIN32
+  /* No /dev/full there; the full disk is tested on this system's own road. */
+  aCase.erase(std::remove_if(aCase.begin(), aCase.end(), [](const Case& c) { return c.sArgs.find("/dev/full") != std::string::npos; }), aCase.end());
+#endif
   std::vector<std::unique_ptr<TempDir>> aDir;
   std::vector<pid_t> aPid;
   std::vector<size_t> aNum;
@@ -290,7 +294,7 @@ TEST(Workspace, OpenUndoInfoAndDefaultAnswers) {
                       {"x.Sbmp", "SB"}, {"x.tga", "SB"}, {"p.png", ReadFileBytes(std::string(ZELMAR_SOURCE_DIR) + "/docs/dither_332_off.png")}}) {
     WriteFileBytes(Dir.File(f.first), f.second);
   }
-  mkdir(Dir.File("d.bmp").c_str(), 0700);
+  std::filesystem::create_directory(Dir.File("d.bmp"));
   IMAGE* pS = LoadPath(Dir.File("s.sbmp"), 1);
   struct { const char* sName; bool IsOk; int Type; const char* sNow; int NumUndo; const char* sBoxes; } aStep[] = {
     {"a.bmp", true, 1, "a.bmp", 0, ""}, {"b.GIF", true, 3, "b.GIF", 1, ""}, {"none.bmp", false, 3, "b.GIF", 1, "File not found\n"},
