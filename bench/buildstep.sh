@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Speed of the build step, in a Release tree of its own (build-buildstep,
 # console programs only; later runs only rebuild what changed):
-#   one icon      zelmar-console converting one 16 x 12 PNG to 4 bits, the
+#   one icon      zelmar-console converting one 64 x 64 RGBA PNG to 4 bits, the
 #                 median of 50 runs, beside /bin/true started the same way
 #   100 icons     zelmar_add_images() on 100 PNGs, target <t>_images built
 #                 from clean with Ninja -j2 (median of 3)
@@ -28,9 +28,24 @@ cmake --install "$BUILD" --prefix "$work/prefix" >/dev/null
 # A firmware library of NUM icons, alternately the example's two.
 mkdir -p "$work/src/icons"
 cp -r examples/firmware/omrak "$work/src/"
+# Two 64 x 64 RGBA icons as a desktop draws them: a shaded disc with a
+# soft, anti-aliased edge (some hundreds of colours and alpha levels).
+/usr/bin/python3 - "$work" <<'EOT'
+import math, sys
+from PIL import Image
+for name, hue in (("a", (40, 120, 220)), ("b", (230, 120, 30))):
+    im = Image.new("RGBA", (64, 64))
+    for y in range(64):
+        for x in range(64):
+            d = math.hypot(x - 31.5, y - 31.5)
+            a = max(0, min(255, int((29.5 - d) * 255)))
+            s = 0.55 + 0.45 * (1 - (x + y) / 126)
+            im.putpixel((x, y), tuple(int(c * s) for c in hue) + (a,))
+    im.save("%s/%s.png" % (sys.argv[1], name))
+EOT
 for i in $(seq -w 1 "$NUM"); do
-  if [ $((10#$i % 2)) -eq 0 ]; then pic=wifi; else pic=battery; fi
-  cp "examples/firmware/icons/$pic.png" "$work/src/icons/icon$i.png"
+  if [ $((10#$i % 2)) -eq 0 ]; then pic=a; else pic=b; fi
+  cp "$work/$pic.png" "$work/src/icons/icon$i.png"
 done
 cat >"$work/src/CMakeLists.txt" <<'EOT'
 cmake_minimum_required(VERSION 3.16)
