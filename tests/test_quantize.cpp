@@ -143,6 +143,7 @@ TEST_F(Quantize, DitherOffLeavesEveryConversionAsItWas) {
   CONVERT_SetDither(1);
   IMAGE* pGray = CONVERT_IntoGray16(IMAGE_Copy(aSrc[0]));
   EXPECT_EQ(Converted(CONVERT_IntoGray16, pGray), Bytes(pGray));
+  IMAGE_Free(pGray);
   /* Two entries at equal distance: the lower index, as without dithering. */
   pCustom->NumColors = 2, pCustom->pColors[0] = 0x5A5A5A, pCustom->pColors[1] = 0x6E6E6E;
   IMAGE_SetPixel(pGray = IMAGE_Create(1, 1, 0), 0, 0, 0x646464);
