@@ -196,36 +196,29 @@ static I32 _FindNearestSorted(U32 Color, const _SEARCH* pSearch) {
   int Up  = (int)(std::lower_bound(pSearch->aColor, pSearch->aColor + n, Color & 0xFF,
                                    [](U32 c, U32 r) { return (c & 0xFF) < r; }) - pSearch->aColor);
   int Down = Up - 1;
-  I32 BestDist  = 0x7FFFFFFF;
-  I32 iBest     = 0;
+  I32 BestDist = 0x7FFFFFFF;
+  I32 iBest    = 0;
+  /* Tries the entry at k; 0 once its red alone is too far, which ends
+   * that direction. */
+  auto Try = [&](int k) {
+    int dr = (int)(pSearch->aColor[k] & 0xFF) - Red;
+    if (dr * dr > BestDist) {
+      return 0;
+    }
+    I32 Dist = _GetColorDistance(Color, pSearch->aColor[k]);
+    I32 i    = pSearch->aOrder[k];
+    if (Dist < BestDist || (Dist == BestDist && i < iBest)) {
+      BestDist = Dist;
+      iBest    = i;
+    }
+    return 1;
+  };
   while (Up < n || Down >= 0) {
     if (Up < n) {
-      int dr = (int)(pSearch->aColor[Up] & 0xFF) - Red;
-      if (dr * dr > BestDist) {
-        Up = n;
-      } else {
-        I32 Dist = _GetColorDistance(Color, pSearch->aColor[Up]);
-        I32 i    = pSearch->aOrder[Up];
-        if (Dist < BestDist || (Dist == BestDist && i < iBest)) {
-          BestDist = Dist;
-          iBest    = i;
-        }
-        Up++;
-      }
+      Up = Try(Up) ? Up + 1 : n;
     }
     if (Down >= 0) {
-      int dr = Red - (int)(pSearch->aColor[Down] & 0xFF);
-      if (dr * dr > BestDist) {
-        Down = -1;
-      } else {
-        I32 Dist = _GetColorDistance(Color, pSearch->aColor[Down]);
-        I32 i    = pSearch->aOrder[Down];
-        if (Dist < BestDist || (Dist == BestDist && i < iBest)) {
-          BestDist = Dist;
-          iBest    = i;
-        }
-        Down--;
-      }
+      Down = Try(Down) ? Down - 1 : -1;
     }
   }
   return iBest;
