@@ -77,6 +77,14 @@ TEST(Color, NearestColourIsTheLowestIndexOfTheSmallestDistance) {
     }
     IMAGE_Free(pPalImage);
   }
+  /* A tie whose lower index lies exactly as far off in red alone. */
+  U32 aTie[2] = {0x646469, 0x686764};
+  PALETTE Tie = {2, aTie};
+  IMAGE* p = IMAGE_Create(1, 1, 0);
+  IMAGE_SetPixel(p, 0, 0, 0x646464);
+  p = CONVERT_IntoPalette(p, &Tie);
+  EXPECT_EQ(IMAGE_GetPixel(p, 0, 0), 0u);
+  IMAGE_Free(p);
 }
 
 TEST(Color, CensusAndBestPaletteFollowThePlainCensus) {
