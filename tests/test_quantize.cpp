@@ -76,6 +76,14 @@ TEST_F(Quantize, ExactAtOrBelowNColorsAndDeterministic) {
     EXPECT_EQ(Bytes(pA), Bytes(pC));
     IMAGE_Free(pSrc); IMAGE_Free(pA); IMAGE_Free(pB); IMAGE_Free(pC);
   }
+  /* The best cut can lie just below a box's largest value: red 253 once,
+   * 254 and 255 a hundred times each keep 255 apart. */
+  IMAGE* p = IMAGE_Create(201, 1, 0);
+  for (int x = 0; x < 201; x++) IMAGE_SetPixel(p, x, 0, x == 0 ? 253u : x <= 100 ? 254u : 255u);
+  p = CONVERT_IntoOptimalPalette(p, 2);
+  EXPECT_EQ(IMAGE_GetPixelColor(p, 200, 0), 255u);
+  EXPECT_EQ(IMAGE_GetPixelColor(p, 50, 0), 254u);
+  IMAGE_Free(p);
   EXPECT_TRUE(Reports.Errors.empty());
 }
 
