@@ -56,6 +56,13 @@ enum {
  * only when all went well; otherwise the target stays as it was and the
  * temporary is removed. A null file is accepted. */
 int        PLAT_Close(PLAT_FILE* pFile);
+/* Whether PLAT_Close waits for a replacement's bytes to reach the disk
+ * before it takes the target's place (on by default). A build step, whose
+ * outputs its build makes again, writes as compilers do: the temporary
+ * and the rename stay, and a failed write or close still leaves the
+ * target as it was. Windows always waits: its write-through rename wants
+ * the data on the disk. */
+void       PLAT_SetSyncOnReplace(int OnOff);
 /* The system's reason of the last failure of a file written. */
 const char* PLAT_GetErrorText(void);
 

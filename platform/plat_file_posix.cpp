@@ -263,6 +263,12 @@ const char* PLAT_GetErrorText(void) {
   return _acError;
 }
 
+static int _SyncOnReplace = 1;
+
+void PLAT_SetSyncOnReplace(int OnOff) {
+  _SyncOnReplace = OnOff;
+}
+
 int PLAT_Close(PLAT_FILE* pFile) {
   if (pFile == NULL) {
     return PLAT_CLOSE_OK;
@@ -274,7 +280,8 @@ int PLAT_Close(PLAT_FILE* pFile) {
     PLAT_Flush(pFile);
     /* A filesystem may tell of a lack of room only when the data goes to
      * the disk; the temporary replaces the target only after that. */
-    if (pFile->Mode == _WRITE_TEMP && !pFile->IsDiscarded && pFile->Error == 0 && fsync(pFile->fd) != 0 && errno != EINVAL) {
+    if (pFile->Mode == _WRITE_TEMP && _SyncOnReplace && !pFile->IsDiscarded && pFile->Error == 0
+        && fsync(pFile->fd) != 0 && errno != EINVAL) {
       pFile->Error = errno;
       _SetError(errno);
     }

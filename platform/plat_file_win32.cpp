@@ -334,6 +334,10 @@ static DWORD _Replace(const wchar_t* sTemp, const wchar_t* sTarget) {
   }
 }
 
+void PLAT_SetSyncOnReplace(int OnOff) {
+  (void)OnOff;   /* MOVEFILE_WRITE_THROUGH wants the bytes on the disk first */
+}
+
 int PLAT_Close(PLAT_FILE* pFile) {
   if (pFile == NULL) {
     return PLAT_CLOSE_OK;
