@@ -12,6 +12,15 @@ unset DISPLAY WAYLAND_DISPLAY
 for variant in normal asan; do
   dir="$top/build"
   flags=()
+  # The normal build compiles Debian's libspng source in and links the
+  # build-step program statically, as the packages ship it.
+  if [ "$variant" = normal ]; then
+    if spng=$(bash "$top/scripts/debian-source.sh" libspng); then
+      flags=(-DZELMAR_SPNG_SOURCE="$spng")
+    else
+      echo "no libspng source: zelmar-console is linked dynamically"
+    fi
+  fi
   if [ "$variant" = asan ]; then
     dir="$top/build-asan"
     flags=(-DZELMAR_SANITIZE=ON)
