@@ -384,7 +384,11 @@ static int _HasExitOption(int argc, char** argv) {
 }
 
 int SHELL_Run(int argc, char** argv, int* pExitCode) {
-#ifndef __WXMSW__   /* Windows always has its desktop */
+#ifdef _WIN32
+  if (!SHELL_CanOpenWindows()) {
+    return 0;
+  }
+#else
   const char* sDisplay = getenv("DISPLAY");
   const char* sWayland = getenv("WAYLAND_DISPLAY");
   if ((sDisplay == NULL || *sDisplay == 0) && (sWayland == NULL || *sWayland == 0)) {

@@ -10,4 +10,10 @@
  * *pExitCode. */
 int SHELL_Run(int argc, char** argv, int* pExitCode);
 
+#ifdef _WIN32
+/* 1 when the session can show windows (Windows only: elsewhere a display
+ * is named in the environment). */
+int SHELL_CanOpenWindows(void);
+#endif
+
 #endif
