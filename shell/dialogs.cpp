@@ -147,6 +147,11 @@ int DIALOG_File(PLAT_FILEDLG* pDlg) {
     wxString sInitial = _ToWx(pDlg->sInitialDir);
     sDir = wxFileName::DirExists(sInitial) ? sInitial : wxFileName(sInitial).GetPath();
   }
+  /* Otherwise the current folder, as the command line sees it; Windows
+   * would pick a folder of its own choosing. */
+  if (sDir.empty()) {
+    sDir = wxGetCwd();
+  }
   long Style = pDlg->IsSave ? wxFD_SAVE : (wxFD_OPEN | wxFD_FILE_MUST_EXIST);
   wxFileDialog Dialog(_GetOwner(), _ToWx(pDlg->sTitle), sDir,
                       Start.GetFullName(), sWildcard, Style);
