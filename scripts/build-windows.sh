@@ -38,19 +38,7 @@ if [ ${#missing[@]} -gt 0 ]; then
 fi
 
 # --- Source packages: a deb-src twin of the machine's Debian entries -------
-have_src() {
-  apt-cache showsrc wxwidgets3.2 2>/dev/null | grep -q '^Version:'
-}
-if ! have_src; then
-  list=/etc/apt/sources.list.d
-  if [ -f $list/debian.sources ]; then
-    sed 's/^Types: deb$/Types: deb-src/' $list/debian.sources | $sudo tee $list/zelmar-src.sources >/dev/null
-  else
-    grep -h '^deb ' /etc/apt/sources.list $list/*.list 2>/dev/null | grep debian |
-      sed 's/^deb /deb-src /' | $sudo tee $list/zelmar-src.list >/dev/null
-  fi
-  $sudo apt-get update -qq
-fi
+bash "$top/scripts/debian-source.sh" --setup
 
 src_version() {
   apt-cache showsrc --only-source "$1" | sed -n 's/^Version: //p' | sort -V | tail -1
@@ -58,16 +46,7 @@ src_version() {
 
 # Unpacks source package $1 into $cache/src and prints its folder.
 fetch_source() {
-  local name=$1 version dir
-  version=$(src_version "$name")
-  mkdir -p "$cache/src"
-  dir=$(cd "$cache/src" && ls -d "$name"-*/ 2>/dev/null | head -1 || true)
-  if [ -z "$dir" ]; then
-    (cd "$cache/src" && apt-get source -qq --only-source "$name=$version" >/dev/null 2>&1 ||
-       apt-get source --only-source "$name=$version")
-    dir=$(cd "$cache/src" && ls -d "$name"-*/ | head -1)
-  fi
-  echo "$cache/src/${dir%/}"
+  bash "$top/scripts/debian-source.sh" "$1" "$cache/src"
 }
 
 prefix_of() {
@@ -205,12 +184,14 @@ minor=$(sed -n 's/^#define VERSION_MINOR *//p' "$top/app/main.cpp")
 version=$major.$minor
 name=zelmar-$version-win64
 stage=$build/$name
-rm -rf "$stage" && mkdir -p "$stage" "$top/dist"
+rm -rf "$stage" && mkdir -p "$top/dist"
+# The programs and the CMake package (lib/cmake/Zelmar) as cmake --install
+# lays them out for Windows.
+cmake --install "$build" --prefix "$stage" --strip >/dev/null
 for exe in zelmar zelmar-console; do
-  $host-strip -o "$stage/$exe.exe" "$build/$exe.exe"
   # Statically linked: nothing but the system's DLLs.
   if $host-objdump -p "$stage/$exe.exe" | sed -n 's/^\s*DLL Name: //p' |
-       grep -viE '^(kernel32|user32|gdi32|comdlg32|comctl32|shell32|ole32|oleaut32|uuid|advapi32|winspool|winmm|version|shlwapi|uxtheme|oleacc|rpcrt4|msvcrt|ws2_32|imm32|msimg32|gdiplus|dwmapi|api-ms-win-.*)\.dll$'; then
+       grep -viE '^(kernel32|user32|gdi32|comdlg32|comctl32|shell32|ole32|oleaut32|uuid|advapi32|winspool|winmm|version|shlwapi|uxtheme|oleacc|rpcrt4|msvcrt|ws2_32|imm32|msimg32|gdiplus|dwmapi|api-ms-win-.*)\.dll$|^winspool\.drv$'; then
     echo "$exe.exe needs a DLL that Windows does not have" >&2
     exit 1
   fi

@@ -39,6 +39,7 @@ cases=(
   "rgb16-565.bmp -convertintorgb -saveasa.c,1 -saveasb.gif,3 -exit"
   "rgb32.bmp -convertinto222 -saveasa.c,1 -exit"
   "logo.bmp -saveasa.gif,3 -exit"
+  "logo.bmp -convertintooptimalpalette16 -savetoa.dta,4 -savetob.c,1,10 -savetoc.c,1,12,1 -exit"
   "nothere.bmp -fliph -exit"
   "logo.bmp -saveasbad.c,1,3 -saveasno.c,1 -exit"
   "-?"

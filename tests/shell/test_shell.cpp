@@ -12,6 +12,10 @@
 #include <string>
 
 #include <wx/app.h>
+#ifdef _WIN32
+#include <process.h>
+#include <wx/msw/registry.h>
+#endif
 #include <wx/dcmemory.h>
 #include <wx/frame.h>
 #include <wx/image.h>
@@ -44,7 +48,12 @@ static std::string _Outline(wxMenu* pMenu) {
   for (size_t i = 0; i < pMenu->GetMenuItemCount(); i++) {
     wxMenuItem* pItem = pMenu->FindItemByPosition(i);
     s += i ? "|" : "";
-    s += pItem->IsSeparator() ? "-" : _Str(pItem->GetItemLabel());
+    std::string sLabel = pItem->IsSeparator() ? "-" : _Str(pItem->GetItemLabel());
+#ifdef _WIN32
+    /* Windows keeps a column text behind the tab ("(1 BPP)"), GTK only a key. */
+    if (sLabel.find("\t(") != std::string::npos) sLabel.erase(sLabel.find("\t("));
+#endif
+    s += sLabel;
     if (pItem->GetSubMenu()) s += "{" + _Outline(pItem->GetSubMenu()) + "}";
   }
   return s;
@@ -271,12 +280,49 @@ static std::string _RecentLabels(void) {
   return s;
 }
 
+/* The store behind the recent list: a file of the test's own on Linux,
+ * the registry of the Wine prefix on Windows. */
+#ifdef _WIN32
+static const char* _sRecentKey = "HKEY_CURRENT_USER\\Software\\Venmark\\Zelmar\\Recent File List";
+static void _ClearStore() {
+  wxRegKey(_sRecentKey).DeleteSelf();
+}
+static bool _StoreHas(const char* sName) {
+  wxRegKey Key(_sRecentKey);
+  return Key.Exists() && Key.HasValue(sName) && Key.GetValueType(sName) == wxRegKey::Type_String;
+}
+static void _WriteStore(std::initializer_list<std::pair<const char*, std::string>> Values) {
+  _ClearStore();
+  wxRegKey Key(_sRecentKey);
+  Key.Create();
+  for (const auto& v : Values) Key.SetValue(v.first, wxString::FromUTF8(v.second.c_str()));
+}
+#else
+static std::string _ConfFile() {
+  return _sConfigDir + "/Zelmar/Zelmar.conf";
+}
+static void _ClearStore() {
+  fs::remove_all(_sConfigDir + "/Zelmar");
+}
+static bool _StoreHas(const char* sName) {
+  std::ifstream f(_ConfFile());
+  std::string sLine;
+  while (std::getline(f, sLine)) if (sLine.rfind(std::string(sName) + "=", 0) == 0) return true;
+  return false;
+}
+static void _WriteStore(std::initializer_list<std::pair<const char*, std::string>> Values) {
+  std::ofstream f(_ConfFile());
+  f << "[Recent File List]\n";
+  for (const auto& v : Values) f << v.first << "=" << v.second << "\n";
+}
+#endif
+
 TEST_F(ShellTest, RecentFilesKeepTheirPlaceFallOutAtNineAndComeBack) {
   std::string d = _sConfigDir + "/r";
   fs::create_directories(d);
   for (const char* s : {"a", "b", "c", "d", "e", "f", "g", "h", "i", "A"}) _WriteBMP(d + "/" + s + ".bmp", 4, 4);
   STORE_Close();
-  fs::remove_all(_sConfigDir + "/Zelmar");
+  _ClearStore();
   RECENT_Init("Recent File List", 8, 0x0500);
   EXPECT_EQ(_RecentLabels(), "");
   for (const char* s : {"a", "b", "c", "a", "A"}) ASSERT_NE(OnFileOpen((d + "/" + s + ".bmp").c_str()), nullptr);
@@ -285,9 +331,8 @@ TEST_F(ShellTest, RecentFilesKeepTheirPlaceFallOutAtNineAndComeBack) {
   EXPECT_EQ(RECENT_GetNumFiles(), 8);
   EXPECT_EQ(std::string(RECENT_GetFile(7)), d + "/b.bmp");
   /* A new run reads the same list back from the store. */
-  std::string sConf = _sConfigDir + "/Zelmar/Zelmar.conf";
-  ASSERT_TRUE(fs::exists(sConf));
   STORE_Close();
+  ASSERT_TRUE(_StoreHas("File1"));
   RECENT_Init("Recent File List", 8, 0x0500);
   EXPECT_EQ(RECENT_GetNumFiles(), 8);
   EXPECT_EQ(_RecentLabels().substr(0, 3 + d.size() + 7), "&1 " + d + "/i.bmp|");
@@ -295,18 +340,25 @@ TEST_F(ShellTest, RecentFilesKeepTheirPlaceFallOutAtNineAndComeBack) {
   EXPECT_EQ(_Str(_pFrame->GetTitle()), "Omrak-Zelmar V3.96 - " + d + "/g.bmp");
   /* Missing values leave no holes. */
   STORE_Close();
-  std::ofstream(sConf) << "[Recent File List]\nFile1=" << d << "/a.bmp\nFile5=" << d << "/e.bmp\n";
+  _WriteStore({{"File1", d + "/a.bmp"}, {"File5", d + "/e.bmp"}});
   RECENT_Init("Recent File List", 8, 0x0500);
   EXPECT_EQ(_RecentLabels(), "&1 " + d + "/a.bmp|&2 " + d + "/e.bmp|");
 }
 
 int main(int argc, char** argv) {
   ::testing::InitGoogleTest(&argc, argv);
+#ifdef _WIN32
+  /* No dot in the folder: a saved name is cut at the first dot of its path. */
+  _sConfigDir = (fs::temp_directory_path() / ("zelmar-shell-" + std::to_string(_getpid()))).generic_string();
+  fs::create_directories(_sConfigDir);
+  _ClearStore();   /* the Wine prefix's registry keeps the last run's list */
+#else
   const char* sTmp = getenv("TMPDIR");
   std::string sTemplate = std::string(sTmp && *sTmp ? sTmp : "/tmp") + "/zelmar-shell-XXXXXX";
   if (mkdtemp(&sTemplate[0]) == nullptr) return 1;
   _sConfigDir = sTemplate;
   setenv("XDG_CONFIG_HOME", _sConfigDir.c_str(), 1);
+#endif
   wxApp::SetInstance(new wxApp);
   int   wxArgc   = 1;
   char* wxArgv[] = {argv[0], nullptr};
