@@ -18,6 +18,7 @@ set -euo pipefail
 zelmar=$1
 # The Save dialog cuts the start name at the first dot of the whole
 # path: the folder's path has none.
+here=$(cd "$(dirname "$0")" && pwd)
 work=$(mktemp -d -t keysXXXXXX)
 trap 'kill $wm ${pid-} ${server-} 2>/dev/null || true; rm -rf "$work"' EXIT
 # Settings, caches and the toolkit's list of recent files stay in it.
@@ -58,21 +59,7 @@ PY
 
 fail() { echo "FAIL: $*"; exit 1; }
 
-# Runs a check until it passes, for up to ten seconds: a loaded machine
-# takes its time to repaint, open a dialog, write a file or end. Fails
-# with what the check said last.
-retry() {
-  local what=$1 said
-  shift
-  for _ in $(seq 20); do
-    said=$("$@" 2>&1) && return 0
-    sleep 0.5
-  done
-  fail "$what: $said"
-}
-is() { [ "$1" = "$2" ] || { echo "\"$1\", not \"$2\""; return 1; }; }
-title() { is "$(xdotool getwindowname "$1")" "$2"; }
-active() { is "$(xdotool getactivewindow getwindowname)" "$1"; }
+. "$here/keys_lib.sh"
 width() { is "$(frame_width "$1")" "$2"; }
 clip_text() { is "$(timeout 5 xclip -selection clipboard -o)" "$1"; }
 clip_image() { timeout 5 xclip -selection clipboard -o -t "$1" >clip.out && same_pixels clip.out "$2"; }

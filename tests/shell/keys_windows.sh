@@ -40,18 +40,9 @@ fail() {
   [ -z "$shots" ] || import -window root "$shots/failed.png"
   exit 1
 }
-# Runs a check until it passes, for up to 30 seconds: Wine on a loaded
-# machine takes its time.
-retry() {
-  local what=$1 said
-  shift
-  for _ in $(seq 60); do
-    said=$("$@" 2>&1) && return 0
-    sleep 0.5
-  done
-  fail "$what: $said"
-}
-active() { [ "$(xdotool getactivewindow getwindowname 2>/dev/null)" = "$1" ] || { echo "active: $(xdotool getactivewindow getwindowname 2>&1)"; return 1; }; }
+# Wine on a loaded machine takes its time: up to 30 seconds a check.
+RETRIES=60
+. "$top/tests/shell/keys_lib.sh"
 keys() { xdotool key --clearmodifiers --delay 150 "$@"; }
 shot() { [ -z "$shots" ] || import -window root "$shots/$1.png"; }
 
