@@ -140,6 +140,24 @@ TEST(SafeLog, EachMessageIsOneWrite) {
 #endif
 }
 
+/* The desktop program waits for a saved file's bytes to reach the disk
+ * before the rename; the build-step program, like a compiler, does not. */
+TEST(SafeSave, OnlyTheDesktopProgramWaitsForTheDisk) {
+  SKIP_ON_WINDOWS();
+#ifndef _WIN32
+  for (const char* sProgram : {ZELMAR_BINARY, ZELMAR_CONSOLE_BINARY}) {
+    TempDir Dir;
+    std::string Cmd = "cd '" + Dir.Path + "' && env -u DISPLAY -u WAYLAND_DISPLAY strace -f -qq -e trace=fsync,fdatasync,rename "
+                      "-o trace.txt '" + sProgram + "' '" + sSample + "' -saveasout.c,1 -exit >/dev/null 2>&1";
+    EXPECT_EQ(WEXITSTATUS(system(Cmd.c_str())), 0) << sProgram;
+    std::string Trace = ReadFileBytes(Dir.File("trace.txt"));
+    ASSERT_NE(Trace.find("rename("), std::string::npos) << "strace is needed";
+    bool IsDesktop = sProgram == std::string(ZELMAR_BINARY);
+    EXPECT_EQ(Trace.find("sync(") != std::string::npos, IsDesktop) << sProgram << "\n" << Trace;
+  }
+#endif
+}
+
 /* File names that are no C identifiers give files that compile, among
  * them the bundled sample as scripts/convert-sample.sh writes it. Names
  * that are identifiers stay as they were. */
