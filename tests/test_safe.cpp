@@ -153,7 +153,8 @@ TEST(SafeSave, OnlyTheDesktopProgramWaitsForTheDisk) {
 #ifndef _WIN32
   for (const char* sProgram : {ZELMAR_BINARY, ZELMAR_CONSOLE_BINARY}) {
     TempDir Dir;
-    std::string Cmd = "cd '" + Dir.Path + "' && env -u DISPLAY -u WAYLAND_DISPLAY strace -f -qq -e trace=fsync,fdatasync,rename "
+    std::string Cmd = "cd '" + Dir.Path + "' && env -u DISPLAY -u WAYLAND_DISPLAY ASAN_OPTIONS=detect_leaks=0 strace -f -qq "
+                      "-e trace=fsync,fdatasync,rename "
                       "-o trace.txt '" + sProgram + "' '" + sSample + "' -saveasout.c,1 -exit >/dev/null 2>&1";
     EXPECT_EQ(WEXITSTATUS(system(Cmd.c_str())), 0) << sProgram;
     std::string Trace = ReadFileBytes(Dir.File("trace.txt"));
