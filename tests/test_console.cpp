@@ -69,3 +69,21 @@ TEST(BuildStep, LinksNoToolkit) {
   EXPECT_EQ(s.find("libwx"), std::string::npos) << s;
   EXPECT_EQ(s.find("gtk"), std::string::npos) << s;
 }
+
+/* A question with no terminal to answer it (standard input from
+ * /dev/null, or closed) takes its default answer and says so. */
+TEST(Console, AQuestionWithoutTerminalTakesItsDefaultAndSaysSo) {
+  IMAGE* p = RandomImage(30, 30, 0, 3, 300);
+  std::string Pic = SaveBytes(&p, 2);
+  IMAGE_Free(p);
+  for (const char* sIn : {"/dev/null", ""}) {
+    TempDir Dir;
+    WriteFileBytes(Dir.File("pic.bmp"), Pic);
+    EXPECT_EQ(WaitZelmar(StartZelmar(Dir.Path, {"pic.bmp", "-convertintobestpalette", "-saveasout.c,1", "-exit"}, -1,
+                                     "/dev/null", Dir.File(".err"), sIn)), 0) << sIn;
+    EXPECT_EQ(ReadFileBytes(Dir.File(".err")),
+              "Warning: This bitmap contains more than 256 colors.\nConverting it will degrade image quality.\n"
+              "Do you want to convert it anyhow ?\n(no terminal to ask: answered Yes)\n") << sIn;
+    EXPECT_NE(ReadFileBytes(Dir.File("out.c")).find("* NumColors:   256\r\n"), std::string::npos) << sIn;
+  }
+}
