@@ -272,12 +272,35 @@ TEST(Batch, ReaderByExtensionAndItsMessages) {
   for (auto& f : aFile) aIn[f.sName] = f.Bytes;
   for (auto& f : aFile) aCase.push_back({std::string(f.sName) + " -exit", f.Code, f.sLog});
   for (auto& t : std::vector<std::pair<std::string, std::string>>{{"a.bmp a.BMP a.Bmp a.bmpx a.gif.bmp", "File too short (truncated ?)"},
-       {"a.gif a.GIF a.Gif a.bmp.gif", ""}, {"a.sbmp a.SBMP a.Sbmp", "File too short (Incomplete header)"}, {"a.png a.PNG", "PNG *"},
-       {"a.jpg a.JPG a.jpeg a.JPEG", "JPEG *"}, {"a a.tga a.bm a.bmp.old d.x/a", "Unsupported file type"}}) {
+       {"a.gif a.GIF a.Gif a.bmp.gif", ""}, {"a.sbmp a.SBMP a.Sbmp", "File too short (Incomplete header)"},
+       {"a.png a.PNG", "PNG header could not be read: end of stream"},
+       {"a.jpg a.JPG a.jpeg a.JPEG", "JPEG header could not be read: Not a JPEG file: starts with 0x53 0x42"},
+       {"a a.tga a.bm a.bmp.old d.x/a", "Unsupported file type"}}) {
     std::stringstream ss(t.first);
     for (std::string sName; ss >> sName; aIn[sName] = Sbmp.substr(0, 7)) aCase.push_back({sName + " -saveasout.bmp,2 -exit", 1, R(t.second)});
   }
   RunCases(aIn, aCase);
+}
+
+/* Each flip, turn and inversion of the command line does its own change. */
+TEST(Options, EachGeometryOptionDoesItsOwnChange) {
+  IMAGE* p = RandomImage(3, 2, 16, 7);
+  const std::string Pic = SaveBytes(&p, 2);
+  IMAGE_Free(p);
+  struct { const char* sOption; IMAGE* (*pf)(IMAGE*); } aCase[] = {
+    {"-fliph", IMAGE_FlipH}, {"-flipv", IMAGE_FlipV}, {"-rotate90cw", IMAGE_Rotate90CW}, {"-rotate90ccw", IMAGE_Rotate90CCW},
+    {"-rotate180", IMAGE_Rotate180}, {"-invertindices", IMAGE_InvertIndices}, {"-invertpalette", IMAGE_InvertColors},
+  };
+  for (auto& c : aCase) {
+    TempDir Dir;
+    WriteFileBytes(Dir.File("pic.bmp"), Pic);
+    EXPECT_EQ(RunZelmar(Dir.Path, {"pic.bmp", c.sOption, "-saveasout.bmp,2", "-exit"}), 0) << c.sOption;
+    IMAGE* pWant = c.pf(LoadBytes(Pic, 0));
+    IMAGE* pGot  = LoadPath(Dir.File("out.bmp"), 0);
+    EXPECT_EQ(Diff(pGot, pWant), "") << c.sOption;
+    IMAGE_Free(pWant);
+    IMAGE_Free(pGot);
+  }
 }
 
 /* A name of 259 characters opens; one more is refused before the file is
