@@ -58,7 +58,7 @@ static int _MessageBox(const char* sText, const char* sTitle, int Icon, int Butt
   }
   std::string s = std::string(sTitle ? sTitle : "Error") + ": " + _ToConsole(sText);
   if (Buttons == PLAT_BUTTONS_YESNO) {
-    if (isatty(0)) {
+    if (PLAT_IsInputTerminal()) {
       return _AskYesNo(s, DefaultId);
     }
     fprintf(stderr, "%s\n(no terminal to ask: answered %s)\n", s.c_str(), DefaultId == PLAT_ID_YES ? "Yes" : "No");

@@ -212,6 +212,10 @@ typedef struct {
  * missing box answers with its default. */
 void PLAT_SetFrontEnd(const PLAT_FRONTEND* pFrontEnd);
 
+/* 1 when standard input is a terminal that a person types into (not a
+ * file, a pipe, or a null device, which Windows counts as a terminal). */
+int PLAT_IsInputTerminal(void);
+
 /* Registers a routine to run at process exit. */
 void PLAT_AtExit(void (*pfRoutine)(void));
 

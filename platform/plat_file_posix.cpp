@@ -315,6 +315,10 @@ void PLAT_Free(void* p) {
   free(p);
 }
 
+int PLAT_IsInputTerminal(void) {
+  return isatty(0);
+}
+
 void PLAT_AtExit(void (*pfRoutine)(void)) {
   atexit(pfRoutine);
 }

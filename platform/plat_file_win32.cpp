@@ -383,6 +383,13 @@ void PLAT_Free(void* p) {
   free(p);
 }
 
+int PLAT_IsInputTerminal(void) {
+  /* Only a console reads what a person types: the NUL device, which the
+   * C library's isatty takes for one, has no console mode. */
+  DWORD Mode;
+  return GetConsoleMode(GetStdHandle(STD_INPUT_HANDLE), &Mode) != 0;
+}
+
 void PLAT_AtExit(void (*pfRoutine)(void)) {
   atexit(pfRoutine);
 }
