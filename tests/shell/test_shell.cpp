@@ -284,9 +284,7 @@ static std::string _RecentLabels(void) {
  * the registry of the Wine prefix on Windows. */
 #ifdef _WIN32
 static const char* _sRecentKey = "HKEY_CURRENT_USER\\Software\\Venmark\\Zelmar\\Recent File List";
-static void _ClearStore() {
-  wxRegKey(_sRecentKey).DeleteSelf();
-}
+static void _ClearStore() { wxRegKey(_sRecentKey).DeleteSelf(); }
 static bool _StoreHas(const char* sName) {
   wxRegKey Key(_sRecentKey);
   return Key.Exists() && Key.HasValue(sName) && Key.GetValueType(sName) == wxRegKey::Type_String;
@@ -298,20 +296,15 @@ static void _WriteStore(std::initializer_list<std::pair<const char*, std::string
   for (const auto& v : Values) Key.SetValue(v.first, wxString::FromUTF8(v.second.c_str()));
 }
 #else
-static std::string _ConfFile() {
-  return _sConfigDir + "/Zelmar/Zelmar.conf";
-}
-static void _ClearStore() {
-  fs::remove_all(_sConfigDir + "/Zelmar");
-}
+static void _ClearStore() { fs::remove_all(_sConfigDir + "/Zelmar"); }
 static bool _StoreHas(const char* sName) {
-  std::ifstream f(_ConfFile());
+  std::ifstream f(_sConfigDir + "/Zelmar/Zelmar.conf");
   std::string sLine;
   while (std::getline(f, sLine)) if (sLine.rfind(std::string(sName) + "=", 0) == 0) return true;
   return false;
 }
 static void _WriteStore(std::initializer_list<std::pair<const char*, std::string>> Values) {
-  std::ofstream f(_ConfFile());
+  std::ofstream f(_sConfigDir + "/Zelmar/Zelmar.conf");
   f << "[Recent File List]\n";
   for (const auto& v : Values) f << v.first << "=" << v.second << "\n";
 }
