@@ -17,21 +17,7 @@ cd "$(dirname "$0")/.."
 BUILD=$(realpath "${1:-build}")
 ZELMAR=$BUILD/zelmar
 QUALITY="/usr/bin/python3 $(pwd)/bench/quality.py"
-OPENCV=/usr/share/doc/opencv-doc/examples/data
-PICTURES=(
-  "baboon:$OPENCV/baboon.jpg"
-  "fruits:$OPENCV/fruits.jpg"
-  "leuven:$OPENCV/leuvenA.jpg"
-  "building:$OPENCV/building.jpg"
-  "starry:$OPENCV/starry_night.jpg"
-  "kcachegrind:/usr/share/doc/valgrind/html/images/kcachegrind_xtree.png"
-  "scrot:/usr/share/doc/scrot/scrot.png"
-  "icon-gaming:/usr/share/icons/Adwaita/512x512/devices/input-gaming.png"
-  "icon-folder:/usr/share/icons/Adwaita/512x512/places/folder-pictures.png"
-  "gradient:$OPENCV/gradient.png"
-  "adwaita-1mp:/usr/share/backgrounds/gnome/adwaita-d.webp"
-  "wood-1mp:/usr/share/backgrounds/gnome/wood-l.webp"
-)
+. bench/pictures.sh
 COLORS=(16 64 256)
 
 [ -x "$ZELMAR" ] || { echo "no $ZELMAR: build first" >&2; exit 1; }
@@ -43,17 +29,7 @@ WORK=$(mktemp -d)
 trap 'rm -rf "$WORK"' EXIT
 cd "$WORK"
 
-now() { date +%s%N; }
-ms() { echo $(( ($2 - $1) / 1000000 )); }
-
-NAMES=()
-for Entry in "${PICTURES[@]}"; do
-  Name=${Entry%%:*}; File=${Entry#*:}
-  [ -f "$File" ] || { echo "skipped (not installed): $File" >&2; continue; }
-  Resize=()
-  case $Name in *-1mp) Resize=(-resize 1024x1024) ;; esac
-  convert "$File" "${Resize[@]}" -background white -alpha remove -alpha off PNG24:"$Name.png" && NAMES+=("$Name")
-done
+flatten_pictures
 
 # The conversions, timed; the measures come after, in one pass.
 : > pairs.txt; : > rows.txt; : > hpairs.txt

@@ -14,21 +14,7 @@ set -u
 cd "$(dirname "$0")/.."
 ZELMAR=$(realpath "${1:-build}")/zelmar
 PSNR="/usr/bin/python3 $(pwd)/bench/psnr.py"
-OPENCV=/usr/share/doc/opencv-doc/examples/data
-PICTURES=(
-  "baboon:$OPENCV/baboon.jpg"
-  "fruits:$OPENCV/fruits.jpg"
-  "leuven:$OPENCV/leuvenA.jpg"
-  "building:$OPENCV/building.jpg"
-  "starry:$OPENCV/starry_night.jpg"
-  "kcachegrind:/usr/share/doc/valgrind/html/images/kcachegrind_xtree.png"
-  "scrot:/usr/share/doc/scrot/scrot.png"
-  "icon-gaming:/usr/share/icons/Adwaita/512x512/devices/input-gaming.png"
-  "icon-folder:/usr/share/icons/Adwaita/512x512/places/folder-pictures.png"
-  "gradient:$OPENCV/gradient.png"
-  "adwaita-1mp:/usr/share/backgrounds/gnome/adwaita-d.webp"
-  "wood-1mp:/usr/share/backgrounds/gnome/wood-l.webp"
-)
+. bench/pictures.sh
 COLORS=(256 64 16)
 
 [ -x "$ZELMAR" ] || { echo "no $ZELMAR: build first" >&2; exit 1; }
@@ -36,20 +22,13 @@ WORK=$(mktemp -d)
 trap 'rm -rf "$WORK"' EXIT
 cd "$WORK"
 
-now() { date +%s%N; }
-ms() { echo $(( ($2 - $1) / 1000000 )); }
-
-# The pictures: flattened RGB PNG (the reference) and a 24-bit BMP. The
-# wallpapers (4096 x 4096) are scaled to 1024 x 1024, one megapixel.
-NAMES=()
-for Entry in "${PICTURES[@]}"; do
-  Name=${Entry%%:*}; File=${Entry#*:}
-  [ -f "$File" ] || { echo "skipped (not installed): $File" >&2; continue; }
-  Resize=()
-  case $Name in *-1mp) Resize=(-resize 1024x1024) ;; esac
-  convert "$File" "${Resize[@]}" -background white -alpha remove -alpha off PNG24:"$Name.png" &&
-    convert "$Name.png" -type TrueColor BMP3:"$Name.bmp" && NAMES+=("$Name")
+# The pictures: flattened RGB PNG (the reference) and a 24-bit BMP.
+flatten_pictures
+BMPS=()
+for Name in "${NAMES[@]}"; do
+  convert "$Name.png" -type TrueColor BMP3:"$Name.bmp" && BMPS+=("$Name")
 done
+NAMES=("${BMPS[@]}")
 
 # zelmar's input: the PNG when it can open one, else the BMP.
 INPUT=bmp
