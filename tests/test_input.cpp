@@ -10,6 +10,7 @@
 #include "input/loader.h"
 #include "input/rle.h"
 #include "output/bmpout.h"
+#include "platform/plat.h"
 #include "testutil.h"
 
 namespace {
@@ -172,6 +173,19 @@ TEST(Bitmap, DepthsAndHeadersTheWriterDoesNotMake) {
   }
   EXPECT_TRUE(Rc.Errors.empty()) << Rc.Errors[0];
 }
+
+#ifndef _WIN32
+/* A file that gives less than its size (a kernel file of 4096 bytes that
+ * holds a few) is cut short. */
+TEST(Sbmp, AFileThatGivesLessThanItsSizeIsTooShort) {
+  ReportCatcher Rc;
+  PLAT_FILE* h = PLAT_OpenRead("/sys/kernel/uevent_seqnum", nullptr);
+  ASSERT_NE(h, nullptr);
+  EXPECT_EQ(SBMP_Load(h), nullptr);
+  PLAT_Close(h);
+  EXPECT_EQ(Rc.Errors, std::vector<std::string>{"File too short (truncated ?)"});
+}
+#endif
 
 TEST(Sbmp, RunsFillRowsAcrossRowEnds) {
   ReportCatcher Rc;

@@ -106,6 +106,13 @@ TEST(Limits, GeometryWorksOnTheLargestPicture) {
   EXPECT_EQ(IMAGE_GetPixel(p, 1, 4095), 0u);
   EXPECT_TRUE(Reports.Errors.empty());
   IMAGE_Free(p);
+  /* A column of 2^24 + 1 rows: the top byte of the height counts. */
+  p = IMAGE_Create(1, 0x1000001, 2);
+  ASSERT_NE(p, nullptr);
+  IMAGE_SetPixel(p, 0, 0, 1);
+  EXPECT_EQ(IMAGE_GetPixel(p, 0, 0), 1u);
+  EXPECT_EQ(IMAGE_GetPixel(p, 0, 0x1000000), 0u);
+  IMAGE_Free(p);
 }
 
 TEST(Limits, GIFFramesLargerThanTheScreenCostNoMoreThanTheScreen) {

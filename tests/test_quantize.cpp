@@ -229,6 +229,42 @@ TEST_F(Quantize, DitherSparesTextureAndLetsUnusableErrorDie) {
   IMAGE_Free(p); IMAGE_Free(pNoise); IMAGE_Free(pSoft);
 }
 
+/* Dithered output is part of what builds depend on: every conversion of
+ * a picture with smooth, noisy, textured, hard-edged and out-of-gamut
+ * parts, true colour and with a transparent entry, keeps its bytes (an
+ * FNV-1a hash a line). */
+TEST_F(Quantize, DitheredBytesStayTheSame) {
+  IMAGE* pTrue = IMAGE_Create(64, 24, 0);
+  U32 State = 7;
+  for (int i = 0; i < 64 * 24; i++) {
+    int x = i % 64, y = i / 64, Part = x / 16;
+    State = State * 1103515245u + 12345u;
+    int n = (int)(State >> 16) % 64 - 32, v = 40 + 2 * x + y;
+    U32 c = Part == 0 ? (U32)(v * 0x010101 + 0x200000) : Part == 1 ? (U32)(v + n / 3) * 0x010101u + 0x10 * (U32)y
+          : Part == 2 ? (U32)(128 + n * 3 / 2) * 0x010102u : (y & 4) ? (x & 2 ? 0xFFFFFF : 0x0000FF) : 0x10E020;
+    IMAGE_SetPixel(pTrue, x, y, c & 0xFFFFFF);
+  }
+  IMAGE* pPal = CONVERT_IntoOptimalPalette(IMAGE_Copy(pTrue), 200);
+  pPal->HasTrans = 1;
+  PALETTE* pCustom = CONVERT_GetCustomPalette();
+  pCustom->NumColors = 5;
+  for (int i = 0; i < 5; i++) pCustom->pColors[i] = 0x336699u * (U32)i;
+  std::vector<std::pair<std::string, std::function<IMAGE*(IMAGE*)>>> aConvert = {
+    {"BW", CONVERT_IntoBW}, {"Gray4", CONVERT_IntoGray4}, {"111", CONVERT_Into111}, {"8666", CONVERT_Into8666}, {"custom", CONVERT_IntoCustomPalette}};
+  for (int n : {2, 16, 32, 64, 128, 256}) aConvert.push_back({"optimal" + std::to_string(n), [n](IMAGE* p) { return CONVERT_IntoOptimalPalette(p, n); }});
+  for (int f : {555, 655, 565, 556}) aConvert.push_back({std::to_string(f), [f](IMAGE* p) { return CONVERT_IntoHighColor(p, f); }});
+  CONVERT_SetDither(1);
+  std::string sGot;
+  for (const IMAGE* pSrc : {pTrue, pPal})
+    for (auto& c : aConvert) {
+      uint64_t h = 0xCBF29CE484222325ull;
+      for (char b : Converted(c.second, pSrc)) h = (h ^ (U8)b) * 0x100000001B3ull;
+      sGot += (pSrc == pTrue ? "rgb " : "pal ") + c.first + " " + std::to_string(h) + "\n";
+    }
+  EXPECT_EQ(sGot, ReadFileBytes(std::string(ZELMAR_SOURCE_DIR) + "/tests/golden/dither.txt"));
+  IMAGE_Free(pTrue); IMAGE_Free(pPal);
+}
+
 TEST(QuantizeOptions, EveryNameReachesItsOwnRowAndNewOnesStayOutOfHelp) {
   const CMDLINE_OPTION* aOption = CMDLINE_GetOptionTable();
   for (const CMDLINE_OPTION* p = aOption; p->sName; p++) {

@@ -251,13 +251,18 @@ def try_fault(slot, fault, args):
         os.utime(path)
 
 
-def select(faults, numbers, files):
+def numbers(text):
+    wanted = set()
+    for part in text.split(','):
+        a, _, b = part.partition('-')
+        wanted.update(range(int(a), int(b or a) + 1))
+    return wanted
+
+
+def select(faults, nums, files):
     chosen = faults
-    if numbers:
-        wanted = set()
-        for part in numbers.split(','):
-            a, _, b = part.partition('-')
-            wanted.update(range(int(a), int(b or a) + 1))
+    if nums:
+        wanted = numbers(nums)
         chosen = [f for f in chosen if f.num in wanted]
     if files:
         pats = files.split(',')
@@ -867,6 +872,10 @@ def run_auto(args):
                 print('          ' + detail, flush=True)
 
     todo = range(max(0, args.start - 1), len(sample))
+    if args.only:
+        # Faults of the sample by number, e.g. those an earlier run missed,
+        # tried again on the tests of another revision.
+        todo = sorted(i - 1 for i in numbers(args.only) if 0 < i <= len(sample))
     pool = concurrent.futures.ThreadPoolExecutor(max_workers=jobs)
     try:
         for fut in [pool.submit(work, i) for i in todo]:
@@ -928,6 +937,7 @@ def main():
     ap.add_argument('--no-sanitize', action='store_true',
                     help='with --auto: no sanitizer build for the faults the other tests miss')
     ap.add_argument('--start', type=int, default=1, help='with --auto: start at this fault of the sample')
+    ap.add_argument('--only', help='with --auto: only these faults of the sample, e.g. 5,17-20')
     ap.add_argument('--minutes', type=float, help='with --auto: start no fault after this many minutes')
     ap.add_argument('--report', metavar='LOG',
                     help='with --auto: only the table, from the output of a run of the same sample')
