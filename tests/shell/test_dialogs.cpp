@@ -23,6 +23,7 @@
 #include "shell/dialogs.h"
 #include "shell/menu.h"
 #include "shell/frame.h"
+#include "platform/plat.h"
 #include "testutil.h"
 
 static std::string _Str(const wxString& s) { return std::string(s.utf8_str()); }
@@ -42,8 +43,22 @@ static void _Photograph(wxDialog* pDialog, const char* sName) {
   pDialog->Hide();
 }
 
+static std::string _sChosen;   /* the name a file dialog is answered with, if any */
+
 static int _Answer(wxDialog* pDialog) {
-  if (dynamic_cast<wxFileDialog*>(pDialog)) return wxID_OK;
+  if (auto* pFile = dynamic_cast<wxFileDialog*>(pDialog)) {
+    if (!_sChosen.empty()) {
+      pFile->SetPath(wxString::FromUTF8(_sChosen.c_str()));
+#ifndef __WXMSW__
+      /* GTK's dialog hands back a name only once it is shown. */
+      pFile->Show();
+      pFile->SetPath(wxString::FromUTF8(_sChosen.c_str()));
+      for (int i = 0; i < 20 && pFile->GetPath().empty(); i++) { wxMilliSleep(10); wxTheApp->Yield(true); }
+      pFile->Hide();
+#endif
+    }
+    return wxID_OK;
+  }
   auto* pList = dynamic_cast<wxListBox*>(pDialog->FindWindow(230));
   if (pList) {
     auto* pCheck = dynamic_cast<wxCheckBox*>(pDialog->FindWindow(210));
@@ -109,6 +124,23 @@ TEST(ShellDialogs, FormatDialogOffersTheRowsThatFitAndGreysTheBoxForHighColour) 
   EXPECT_EQ(_FormatDialogFor(300, 0), "Format specification" + sHigh.substr(0, 17) + "*" + sHigh.substr(17) + "|box off|then off");
   EXPECT_EQ(_FormatDialogFor(0, 4), "Format specification" + sHigh.substr(0, 17) + "*" + sHigh.substr(17) + "|box off|then off");
   EXPECT_EQ(IMAGE_GetNumColors(pBitmapCurrent), 0);   /* cancelled: nothing changed */
+}
+
+/* A file dialog gives 1 and the path chosen when it fits the buffer, 0
+ * when it is one character longer. */
+TEST(ShellDialogs, FileDialogGivesOnlyAPathThatFits) {
+  const PLAT_FILTER aFilter[] = {{"Bitmaps", "*.bmp"}};
+  TempDir Dir;
+  _sChosen = Dir.File("pic.bmp");
+  DIALOG_SetAnswerHook(_Answer);
+  for (int Short : {0, 1}) {
+    char ac[300] = "old.bmp";
+    PLAT_FILEDLG Dlg = {1, "Save", aFilter, 1, 1, "", ac, (int)_sChosen.size() - Short, nullptr};
+    EXPECT_EQ(PLAT_FileDialog(&Dlg), 1 - Short) << Short;
+    EXPECT_EQ(std::string(ac), Short ? "old.bmp" : _sChosen);
+  }
+  DIALOG_SetAnswerHook(nullptr);
+  _sChosen.clear();
 }
 
 TEST(ShellDialogs, TransparencyListSelectsAndOKSwapsTheColourIntoEntryZero) {
