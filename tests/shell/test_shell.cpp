@@ -243,19 +243,42 @@ TEST_F(ShellTest, OneToOneCopyBlocksWhenEnlargingSmoothWhenShrinking) {
   }
 }
 
-TEST_F(ShellTest, PanelStripAndTransparencySwatch) {
-  const unsigned Blue = 0xFF0000, Green = 0x00FF00;
-  IMAGE* p = _MakeImage(10, 10, Blue, Green, 1);
+/* The panel above the image as its layout has it: labels at 5, values at
+ * the label width plus 17, a text height a row; the palette's strip and
+ * the transparent colour's swatch 10 pixels after their values, without
+ * their bottom row. */
+static wxImage _Panel(const IMAGE* p, const char* sZoom) {
+  wxBitmap Bitmap(500, 300, 24);
+  wxMemoryDC dc(Bitmap);
+  dc.SetBackground(wxBrush(wxSystemSettings::GetColour(wxSYS_COLOUR_WINDOW)));
+  dc.Clear();
+  dc.SetFont(wxSystemSettings::GetFont(wxSYS_DEFAULT_GUI_FONT));
+  dc.SetTextForeground(wxSystemSettings::GetColour(wxSYS_COLOUR_WINDOWTEXT));
+  int H = dc.GetTextExtent("Resolution:").y, X = dc.GetTextExtent("Resolution:").x + 17, N = p->NumColors;
+  std::string sTrans = _Str(wxString::Format("Yes, Color:%.6X", IMAGE_GetColor(p, 0)));
+  std::string aText[8] = {"Resolution:", std::to_string(p->XSize) + " * " + std::to_string(p->YSize), "Colors:",
+                          N ? std::to_string(N) : "RGB", "Zoom: ", sZoom, "Transparent", p->HasTrans ? sTrans : "---"};
+  for (int i = 0; i < 8; i++) dc.DrawText(aText[i], i % 2 ? X : 5, 5 + i / 2 * H);
+  dc.SetPen(*wxTRANSPARENT_PEN);
+  auto Fill = [&dc](U32 c, int x0, int y0, int x1, int y1) {
+    dc.SetBrush(wxBrush(wxColour(c & 255, c >> 8 & 255, c >> 16 & 255)));
+    dc.DrawRectangle(x0, y0, x1 - x0, y1 - y0);
+  };
+  int Strip = X + dc.GetTextExtent(aText[3]).x + 10;
+  for (int i = 0; i < N; i++) Fill(IMAGE_GetColor(p, i), Strip + i * (490 - Strip) / N, 5 + H, Strip + (i + 1) * (490 - Strip) / N, 4 + 2 * H);
+  if (p->HasTrans) Fill(IMAGE_GetColor(p, 0), X + dc.GetTextExtent(sTrans).x + 10, 5 + 3 * H, 500, 4 + 4 * H);
+  dc.SelectObject(wxNullBitmap);
+  return Bitmap.ConvertToImage();
+}
+
+TEST_F(ShellTest, PanelTextsStripAndSwatchInTheirPlaces) {
+  IMAGE* p = _MakeImage(10, 7, 0xFF0000, 0x00FF00, 1);
   p->HasTrans = 1;
-  PaintedCanvas c(p, 20);
-  int yStrip = 5 + c.H + c.H / 2;
-  EXPECT_EQ(c.At(c.ValueX + 40, yStrip), Blue);
-  EXPECT_EQ(c.At(500 - 11, yStrip), Green);
-  EXPECT_TRUE(c.IsBack(500 - 10, yStrip));
-  EXPECT_TRUE(c.IsBack(c.ValueX + 40, 5 + 2 * c.H - 1));   /* the bottom row is left out */
-  EXPECT_EQ(c.At(499, 5 + 3 * c.H + c.H / 2), Blue);       /* the swatch runs to the edge */
-  PaintedCanvas Rgb(IMAGE_Create(10, 10, 0), 20);
-  EXPECT_TRUE(Rgb.IsBack(499, yStrip));
+  for (auto& Case : std::vector<std::pair<IMAGE*, int>>{{p, 20}, {IMAGE_Create(3, 2, 0), 7}}) {
+    wxImage Want = _Panel(Case.first, Case.second == 20 ? "2.0 *" : "0.7 *");
+    PaintedCanvas c(Case.first, Case.second);
+    for (int y = 0; y < 5 + 4 * c.H; y++) ASSERT_EQ(memcmp(c.Pixels.GetData() + y * 1500, Want.GetData() + y * 1500, 1500), 0) << "row " << y;
+  }
 }
 
 TEST_F(ShellTest, StatusTextGoesOutOnceAndMenuHelpBlanksOnClose) {
