@@ -33,6 +33,8 @@ TEST(BuildStep, DoesWhatTheProgramDoesWithoutDisplay) {
     { {"pic.bmp", "-saveasbad.c,1,3"}, "pic.bmp: Format 3 is not a valid format\n" },
     { {"nothere.bmp", "-fliph", "-exit"}, "nothere.bmp: File not found\n" },
     { {"-saveasx.c,1", "-exit"}, "zelmar-console: No file open!\n" },
+    { {"pic.bmp", "-convertintocustompalettepic.bmp", "-exit"}, "pic.bmp: Illegal file header Excpecting the following: 00:U8  Header[8] = "
+      "\"OmrakPal\" 08:U32 NumColors 0C:U8  Reserved[4] 10:U32 _aColor[NumColors] \n" },
     { {"pic.bmp", "-rotate90", "-saveasout.bmp,2", "-exit"}, "" },
     { {"-?"}, "" },
   };

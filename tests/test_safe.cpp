@@ -51,9 +51,17 @@ TEST(SafeSave, FailedWriteKeepsTheOldFileAndIsReported) {
     EXPECT_EQ(ReadFileBytes(Dir.File("Zelmar.log")), "\r\nWrite error: " + sFile + ": File too large\r\n");
   }
   EXPECT_EQ(FilesIn(Dir.Path), (std::set<std::string>{ "in.bmp", "good.c", "good.bmp", "good.gif", "Zelmar.log" }));
-  /* Without the limit the same save replaces the old file. */
-  EXPECT_EQ(RunZelmar(Dir.Path, { "in.bmp", "-saveasgood.bmp,2", "-exit" }), 0);
+  /* Without the limit the same save replaces the old file, which keeps
+   * its mode; a new file and the new log get 0666 less the umask. */
+  unlink(Dir.File("Zelmar.log").c_str());
+  chmod(Dir.File("good.bmp").c_str(), 0751);
+  mode_t Umask = umask(0);
+  EXPECT_EQ(RunZelmar(Dir.Path, { "in.bmp", "-saveasgood.bmp,2", "-saveasnew.c,1", "-saveasx.c,0", "-exit" }), 1);
+  umask(Umask);
   EXPECT_EQ(ReadFileBytes(Dir.File("good.bmp")).substr(0, 2), "BM");
+  struct stat Info;
+  for (auto& f : std::vector<std::pair<const char*, mode_t>>{{"good.bmp", 0751}, {"new.c", 0666}, {"Zelmar.log", 0666}})
+    EXPECT_EQ(stat(Dir.File(f.first).c_str(), &Info) == 0 ? Info.st_mode & 07777 : 0, f.second) << f.first;
 }
 
 /* A target that turns into a folder while it is written: the rename
