@@ -352,6 +352,11 @@ TEST(Workspace, OpenUndoInfoAndDefaultAnswers) {
     EXPECT_EQ(std::string(acFileName), Dir.File(t.sNow)) << t.sName;
     EXPECT_EQ(Fe.Texts(), t.sBoxes) << t.sName;
   }
+  IsOpening = 1;   /* an open while another one waits for an answer */
+  Fe.Boxes.clear();
+  EXPECT_EQ(OnFileOpen(Dir.File("a.bmp").c_str()), nullptr);
+  EXPECT_EQ(Fe.Texts() + acFileName, "Error opening file\n" + Dir.File("p.png"));
+  IsOpening = 0;
   for (IMAGE* pWant : {pS, pB, pA, pA}) {
     OnCommand(0xE12B, 0);
     EXPECT_EQ(Diff(pBitmapCurrent, pWant), "");
