@@ -20,6 +20,7 @@
 
 #include "app/main.h"
 #include "commands/workspace.h"
+#include "shell/about.h"
 #include "shell/dialogs.h"
 #include "shell/menu.h"
 #include "shell/frame.h"
@@ -141,6 +142,32 @@ TEST(ShellDialogs, FileDialogGivesOnlyAPathThatFits) {
   }
   DIALOG_SetAnswerHook(nullptr);
   _sChosen.clear();
+}
+
+/* The About box: each control's text and place (in dialog units, the
+ * logo in pixels), the box's size, and the logo's plate and blocks left
+ * of its text. */
+TEST(ShellDialogs, AboutBoxLayoutAndLogo) {
+  wxDialog* pDlg = ABOUT_Create(nullptr);
+  auto Du = [pDlg](int x, int y, int w, int h) { return wxRect(pDlg->ConvertDialogToPixels(wxPoint(x, y)), pDlg->ConvertDialogToPixels(wxSize(w, h))); };
+  const std::pair<std::string, wxRect> aWant[] = {
+    {"Omrak-Zelmar", Du(7, 50, 150, 10)}, {"", Du(7, 73, 174, 92)}, {_Str(wxString::FromUTF8(MAIN_GetNotice())).substr(0, 20), Du(10, 80, 168, 82)},
+    {"OK", Du(138, 18, 43, 14)}, {"", wxRect(Du(7, 7, 0, 0).GetPosition(), wxSize(138, 65))},
+    {"Compile time: 13:50:38 on Jul 19 2005", Du(7, 67, 174, 8)}, {"Version: 3.96", Du(7, 59, 174, 8)}};
+  size_t i = 0;
+  for (wxWindow* pChild : pDlg->GetChildren()) {
+    ASSERT_LT(i, 7u);
+    EXPECT_EQ(_Str(pChild->GetLabel()).substr(0, aWant[i].first.size()), aWant[i].first) << i;
+    EXPECT_EQ(pChild->GetRect(), aWant[i++].second) << i;
+  }
+  EXPECT_EQ(_Str(pDlg->GetTitle()) + " " + std::to_string(i), "About Omrak-Zelmar 7");
+  EXPECT_EQ(pDlg->GetClientSize(), pDlg->ConvertDialogToPixels(wxSize(188, 173)));
+  pDlg->Destroy();
+  wxImage Logo = ABOUT_GetLogo().ConvertToImage();
+  uint64_t h = 0xCBF29CE484222325ull;
+  for (int y = 0; y < 65; y++)
+    for (int x = 0; x < 56; x++) h = (h ^ (Logo.GetRed(x, y) | Logo.GetGreen(x, y) << 8 | Logo.GetBlue(x, y) << 16)) * 0x100000001B3ull;
+  EXPECT_EQ(h, 18169414930521394888ull);
 }
 
 TEST(ShellDialogs, TransparencyListSelectsAndOKSwapsTheColourIntoEntryZero) {
