@@ -9,6 +9,7 @@
 #include <vector>
 
 #include <wx/app.h>
+#include <wx/button.h>
 #include <wx/checkbox.h>
 #include <wx/clipbrd.h>
 #include <wx/choice.h>
@@ -46,7 +47,22 @@ static void _Photograph(wxDialog* pDialog, const char* sName) {
 
 static std::string _sChosen;   /* the name a file dialog is answered with, if any */
 
+/* The places of a dialog's controls: "WxH" of its inside, then for each
+ * control "label x,y w h" (h left out where the toolkit chooses it). */
+static std::string _sLayout, _sWant;
+
+static std::string _Layout(wxDialog* pDialog) {
+  std::string s = std::to_string(pDialog->GetClientSize().x) + "x" + std::to_string(pDialog->GetClientSize().y);
+  for (wxWindow* p : pDialog->GetChildren()) {
+    wxRect r = p->GetRect();
+    bool IsFixed = dynamic_cast<wxButton*>(p) || dynamic_cast<wxListBox*>(p) || p->GetLabel().StartsWith("Color");
+    s += _Str(wxString::Format("|%s %d,%d %d", p->GetLabel(), r.x, r.y, r.width)) + (IsFixed ? " " + std::to_string(r.height) : "");
+  }
+  return s;
+}
+
 static int _Answer(wxDialog* pDialog) {
+  _sLayout = _Layout(pDialog);
   if (auto* pFile = dynamic_cast<wxFileDialog*>(pDialog)) {
     if (!_sChosen.empty()) {
       pFile->SetPath(wxString::FromUTF8(_sChosen.c_str()));
@@ -77,6 +93,15 @@ static int _Answer(wxDialog* pDialog) {
   }
   auto* pChoice = dynamic_cast<wxChoice*>(pDialog->FindWindow(1001));
   if (pChoice) {
+    /* Its layout in dialog units, heights 0 where the toolkit chooses. */
+    auto R = [pDialog](const char* sLabel, int x, int y, int w, int h) {
+      wxPoint At = pDialog->ConvertDialogToPixels(wxPoint(x, y));
+      wxSize  Size = pDialog->ConvertDialogToPixels(wxSize(w, h));
+      return _Str(wxString::Format("|%s %d,%d %d", sLabel, At.x, At.y, Size.x)) + (h ? " " + std::to_string(Size.y) : "");
+    };
+    wxSize Inside = pDialog->ConvertDialogToPixels(wxSize(186, 54));
+    _sWant = std::to_string(Inside.x) + "x" + std::to_string(Inside.y) + R("Color to make transparent", 7, 7, 86, 10) + R("", 7, 18, 83, 0)
+           + R("OK", 129, 7, 50, 14) + R("Cancel", 129, 26, 50, 14);
     _Seen = _Str(pDialog->GetTitle());
     for (unsigned i = 0; i < pChoice->GetCount(); i++)
       _Seen += "|" + _Str(pChoice->GetString(i)) + ((int)i == pChoice->GetSelection() ? "*" : "");
@@ -120,6 +145,7 @@ TEST(ShellDialogs, FormatDialogOffersTheRowsThatFitAndGreysTheBoxForHighColour) 
                             "|True color (888), red and blue swapped";
   EXPECT_EQ(_FormatDialogFor(2, 6), "Format specification|1 bit per pixel*|2 bit per pixel|4 bit per pixel"
             "|8 bit per pixel|Compressed, RLE4|Compressed, RLE8" + sHigh + "|box on|then off");
+  EXPECT_EQ(_sLayout, "300x205|Select format: 10,10 200|OK 10,175 80 23|Cancel 210,175 80 23| 10,30 280 116|&Without palette 10,150 200");
   EXPECT_EQ(_FormatDialogFor(16, 4), "Format specification|4 bit per pixel*|8 bit per pixel|Compressed, RLE4"
             "|Compressed, RLE8" + sHigh + "|box on|then off");
   EXPECT_EQ(_FormatDialogFor(300, 0), "Format specification" + sHigh.substr(0, 17) + "*" + sHigh.substr(17) + "|box off|then off");
@@ -178,6 +204,7 @@ TEST(ShellDialogs, TransparencyListSelectsAndOKSwapsTheColourIntoEntryZero) {
   _ListAnswer = 3;
   FRAME_Command(0x8009);
   EXPECT_EQ(_Seen, "Transparency|No transparency*|Index 0: 000000|Index 1: 010203|Index 2: 0000FF");
+  EXPECT_EQ(_sLayout, _sWant);
   EXPECT_EQ(IMAGE_GetColor(pBitmapCurrent, 0), 0x0000FFu);
   EXPECT_TRUE(IMAGE_GetHasTrans(pBitmapCurrent));
   _ListAnswer = -1;
