@@ -1,7 +1,12 @@
 /* The build-step program against the desktop program run without a
  * display: the same files, log, standard output and exit code; each error
  * also on standard error behind the picture's name. */
+#include <fcntl.h>
 #include <stdio.h>
+#include <stdlib.h>
+#ifndef _WIN32
+#include <unistd.h>
+#endif
 
 #include <filesystem>
 #include <map>
@@ -72,20 +77,42 @@ TEST(BuildStep, LinksNoToolkit) {
   EXPECT_EQ(s.find("gtk"), std::string::npos) << s;
 }
 
-/* A question with no terminal to answer it (standard input from
- * /dev/null, or closed) takes its default answer and says so. */
-TEST(Console, AQuestionWithoutTerminalTakesItsDefaultAndSaysSo) {
+/* A question takes the answer typed on a terminal (y or n in either case,
+ * Enter for the default; a line it does not know asks again; end of input
+ * gives the default). With no terminal (standard input from /dev/null, or
+ * closed) it takes its default and says so. */
+TEST(Console, AQuestionTakesTheTypedAnswerOrWithoutTerminalItsDefault) {
   IMAGE* p = RandomImage(30, 30, 0, 3, 300);
   std::string Pic = SaveBytes(&p, 2);
   IMAGE_Free(p);
-  for (const char* sIn : {"/dev/null", ""}) {
+  const std::string Ask = "Warning: This bitmap contains more than 256 colors.\nConverting it will degrade image quality.\n"
+                          "Do you want to convert it anyhow ?";
+  const struct { const char* sTyped; int NumAsked; bool IsConverted; } aCase[] = {
+    {"n\n", 1, false}, {"N\n", 1, false}, {"y\n", 1, true}, {"Y\n", 1, true}, {"\n", 1, true}, {"x\nn\n", 2, false},
+    {"", 1, true}, {"/dev/null", 0, true}, {nullptr, 0, true}};
+  for (auto& c : aCase) {
     TempDir Dir;
     WriteFileBytes(Dir.File("pic.bmp"), Pic);
+    std::string sIn = c.sTyped ? c.sTyped : "", Expected = Ask + "\n(no terminal to ask: answered Yes)\n";
+    int fdMaster = -1, fdSlave = -1;
+    if (c.NumAsked) {   /* typed on a terminal that is held open here, then Ctrl-D */
+#ifdef _WIN32
+      continue;
+#else
+      fdMaster = posix_openpt(O_RDWR | O_NOCTTY);
+      ASSERT_EQ(grantpt(fdMaster) | unlockpt(fdMaster), 0);
+      fdSlave = open((sIn = ptsname(fdMaster)).c_str(), O_RDWR | O_NOCTTY);
+      std::string Typed = std::string(c.sTyped) + "\x04";
+      ASSERT_EQ(write(fdMaster, Typed.data(), Typed.size()), (ssize_t)Typed.size());
+      Expected.clear();
+      for (int i = 0; i < c.NumAsked; i++) Expected += Ask + " [Y/n] ";
+#endif
+    }
     EXPECT_EQ(WaitZelmar(StartZelmar(Dir.Path, {"pic.bmp", "-convertintobestpalette", "-saveasout.c,1", "-exit"}, -1,
                                      "/dev/null", Dir.File(".err"), sIn)), 0) << sIn;
-    EXPECT_EQ(ReadFileBytes(Dir.File(".err")),
-              "Warning: This bitmap contains more than 256 colors.\nConverting it will degrade image quality.\n"
-              "Do you want to convert it anyhow ?\n(no terminal to ask: answered Yes)\n") << sIn;
-    EXPECT_NE(ReadFileBytes(Dir.File("out.c")).find("* NumColors:   256\r\n"), std::string::npos) << sIn;
+    EXPECT_EQ(ReadFileBytes(Dir.File(".err")), Expected) << c.sTyped;
+    EXPECT_EQ(ReadFileBytes(Dir.File("out.c")).find("* NumColors:   256\r\n") != std::string::npos, c.IsConverted) << c.sTyped;
+    if (fdMaster >= 0) close(fdMaster);
+    if (fdSlave >= 0) close(fdSlave);
   }
 }
