@@ -209,7 +209,7 @@ TEST_F(ShellTest, ImageSizesAtTheZoomEdges) {
   EXPECT_EQ(CANVAS_GetSizeTerm(100, 7), 68);    /* 0.69999999 * 100 - 1 */
   EXPECT_EQ(CANVAS_GetSizeTerm(5, 1), 0);       /* -0.5 truncated */
   EXPECT_EQ(CANVAS_GetSizeTerm(100, 20), 199);
-  const unsigned Red = 0x0000FF;
+  const unsigned Red = 0x2080F0;   /* three channels apart: none is taken for another */
   struct { int XSize, Zoom, Right; } aCase[] = { { 100, 7, 78 }, { 5, 1, 10 }, { 100, 20, 209 }, { 100, 10, 109 } };
   for (auto& Case : aCase) {
     PaintedCanvas c(_MakeImage(Case.XSize, 5, Red), Case.Zoom);
