@@ -45,7 +45,9 @@ static void _Photograph(wxDialog* pDialog, const char* sName) {
   pDialog->Hide();
 }
 
-static std::string _sChosen;   /* the name a file dialog is answered with, if any */
+/* A file dialog: what it showed, and the name and type it is answered with. */
+static std::string _sSeenFile, _sChosen;
+static int _NewFilter;
 
 /* The places of a dialog's controls: "WxH" of its inside, then for each
  * control "label x,y w h" (h left out where the toolkit chooses it). */
@@ -64,15 +66,23 @@ static std::string _Layout(wxDialog* pDialog) {
 static int _Answer(wxDialog* pDialog) {
   _sLayout = _Layout(pDialog);
   if (auto* pFile = dynamic_cast<wxFileDialog*>(pDialog)) {
+    _sSeenFile = _Str(pFile->GetWildcard()) + " start " + std::to_string(pFile->GetFilterIndex());
     if (!_sChosen.empty()) {
       pFile->SetPath(wxString::FromUTF8(_sChosen.c_str()));
 #ifndef __WXMSW__
-      /* GTK's dialog hands back a name only once it is shown. */
-      pFile->Show();
-      pFile->SetPath(wxString::FromUTF8(_sChosen.c_str()));
-      for (int i = 0; i < 20 && pFile->GetPath().empty(); i++) { wxMilliSleep(10); wxTheApp->Yield(true); }
-      pFile->Hide();
+      /* GTK's dialog hands back a name only once it is shown; shown, it
+       * renames the file in its field when the type changes. */
+      {
+        pFile->Show();
+        pFile->SetPath(wxString::FromUTF8(_sChosen.c_str()));
+        for (int i = 0; i < 20 && pFile->GetPath().empty(); i++) { wxMilliSleep(10); wxTheApp->Yield(true); }
+        pFile->SetFilterIndex(_NewFilter);
+        for (int i = 0; i < 5; i++) { wxMilliSleep(10); wxTheApp->Yield(true); }
+        _sSeenFile += " then " + _Str(pFile->GetFilename());
+        pFile->Hide();
+      }
 #endif
+      pFile->SetFilterIndex(_NewFilter);
     }
     return wxID_OK;
   }
@@ -153,26 +163,39 @@ TEST(ShellDialogs, FormatDialogOffersTheRowsThatFitAndGreysTheBoxForHighColour) 
   EXPECT_EQ(IMAGE_GetNumColors(pBitmapCurrent), 0);   /* cancelled: nothing changed */
 }
 
-/* A file dialog gives 1 and the path chosen when it fits the buffer, 0
- * when it is one character longer. */
-TEST(ShellDialogs, FileDialogGivesOnlyAPathThatFits) {
-  const PLAT_FILTER aFilter[] = {{"Bitmaps", "*.bmp"}};
+/* A file dialog starts on the type asked for (the first for one past the
+ * list); it gives 1 and the path chosen when that fits the buffer, 0 when
+ * it is one character longer. A type picked in it renames the file. */
+static void _Retype(int Index, char* pName, int MaxLen) { snprintf(pName, (size_t)MaxLen, "type%d.x", Index); }
+
+TEST(ShellDialogs, FileDialogStartTypeTypeChangeAndAPathThatFits) {
+  const PLAT_FILTER aFilter[] = {{"Bitmaps", "*.bmp"}, {"C files", "*.c"}};
   TempDir Dir;
   _sChosen = Dir.File("pic.bmp");
   DIALOG_SetAnswerHook(_Answer);
   for (int Short : {0, 1}) {
     char ac[300] = "old.bmp";
-    PLAT_FILEDLG Dlg = {1, "Save", aFilter, 1, 1, "", ac, (int)_sChosen.size() - Short, nullptr};
+    PLAT_FILEDLG Dlg = {1, "Save", aFilter, 2, 3 - Short, "", ac, (int)_sChosen.size() - Short, nullptr};
     EXPECT_EQ(PLAT_FileDialog(&Dlg), 1 - Short) << Short;
     EXPECT_EQ(std::string(ac), Short ? "old.bmp" : _sChosen);
+    EXPECT_EQ(_sSeenFile.substr(0, 33), "Bitmaps|*.bmp|C files|*.c start " + std::to_string(Short));
   }
+  /* GTK's chooser renames the file in its field as the type changes;
+   * where no toolkit tells of the change, the name is renamed as the
+   * dialog closes. */
+  _NewFilter = 1;
+  char ac[300] = "";
+  PLAT_FILEDLG Dlg = {1, "Save", aFilter, 2, 1, "", ac, 299, _Retype};
+  EXPECT_EQ(PLAT_FileDialog(&Dlg), 1);
+  EXPECT_EQ(std::string(ac) + " " + std::to_string(Dlg.FilterIndex), Dir.File("type2.x") + " 2");
+#ifndef __WXMSW__
+  EXPECT_EQ(_sSeenFile, "Bitmaps|*.bmp|C files|*.c start 0 then type2.x");
+#endif
   DIALOG_SetAnswerHook(nullptr);
   _sChosen.clear();
+  _NewFilter = 0;
 }
 
-/* The About box: each control's text and place (in dialog units, the
- * logo in pixels), the box's size, and the logo's plate and blocks left
- * of its text. */
 TEST(ShellDialogs, AboutBoxLayoutAndLogo) {
   wxDialog* pDlg = ABOUT_Create(nullptr);
   auto Du = [pDlg](int x, int y, int w, int h) { return wxRect(pDlg->ConvertDialogToPixels(wxPoint(x, y)), pDlg->ConvertDialogToPixels(wxSize(w, h))); };
