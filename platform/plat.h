@@ -71,6 +71,10 @@ const char* PLAT_GetErrorText(void);
 */
 void* PLAT_Alloc(size_t NumBytes);
 void  PLAT_Free(void* p);
+/* Makes the allocation after the next NumBefore ones fail (once), as when
+ * memory runs out; -1 takes that back. Gives what was left of the count
+ * before, -1 when the failure has happened. For tests of failure paths. */
+long  PLAT_FailAllocation(long NumBefore);
 
 /*********************************************************************
 *  Message boxes

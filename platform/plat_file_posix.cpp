@@ -307,14 +307,6 @@ int PLAT_Close(PLAT_FILE* pFile) {
   return Result;
 }
 
-void* PLAT_Alloc(size_t NumBytes) {
-  return calloc(1, NumBytes ? NumBytes : 1);
-}
-
-void PLAT_Free(void* p) {
-  free(p);
-}
-
 int PLAT_IsInputTerminal(void) {
   return isatty(0);
 }

@@ -375,14 +375,6 @@ int PLAT_Close(PLAT_FILE* pFile) {
   return Result;
 }
 
-void* PLAT_Alloc(size_t NumBytes) {
-  return calloc(1, NumBytes ? NumBytes : 1);
-}
-
-void PLAT_Free(void* p) {
-  free(p);
-}
-
 int PLAT_IsInputTerminal(void) {
   /* Only a console reads what a person types: the NUL device, which the
    * C library's isatty takes for one, has no console mode. */

@@ -2,10 +2,18 @@
  * picture and on hostile files that declare far larger ones. */
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <set>
+
+#include "app/main.h"
+#include "color/dither.h"
+#include "commands/dispatch.h"
+#include "commands/workspace.h"
 #include "geometry/geometry.h"
 #include "input/gif.h"
 #include "input/loader.h"
 #include "input/rle.h"
+#include "platform/plat.h"
 #include "testutil.h"
 
 namespace {
@@ -148,4 +156,50 @@ TEST(Limits, LineStatusTexts) {
     "Converting image, line 8/100", "Converting image, line 9/100", "Converting image, line 10/100",
     "Converting image, line 99/100", "Converting image, line 100/100", "Converting image, line 101/1000",
     "row 19/10", "row 110/10", "Converting image, line 3/10"}));
+}
+
+/* Memory that runs out at any allocation of a command or an open: it
+ * fails with its message (the picture stays), or still succeeds; nothing
+ * crashes or leaks. Each allocation is made to fail in turn; what each
+ * command said is pinned. */
+TEST(Limits, EveryAllocationThatFailsEndsWithAMessage) {
+  FakeFrontEnd Fe;
+  Fe.ListAnswer = 3;   /* the optimal palette of 16 colours */
+  MAIN_InitApp();
+  TempDir Dir;
+  IMAGE* pSrc = RandomImage(24, 16, 0, 5, 300);
+  IMAGE* pPal = RandomImage(24, 16, 16, 5);
+  WriteFileBytes(Dir.File("a.bmp"), MakeBMP(pPal));
+  WriteFileBytes(Dir.File("a.gif"), SaveBytes(&pPal, 3));
+  WriteFileBytes(Dir.File("a.sbmp"), HexBytes("53 42 02 00 01 00 02 00 00 00 00 ff ff ff 01 00 01 "));
+  std::string sGot;
+  auto Sweep = [&](const std::string& sName, const std::function<void()>& pfRun) {
+    std::set<std::string> aSaid;
+    for (long k = 0;; k++) {
+      WORKSPACE_Reset();
+      pBitmapCurrent = IMAGE_Copy(pSrc);
+      Fe.Boxes.clear();
+      PLAT_FailAllocation(k);
+      pfRun();
+      if (PLAT_FailAllocation(-1) >= 0) break;   /* no allocation was left to fail */
+      std::string s = Fe.Texts();
+      for (char& c : s) c = c == '\n' ? '/' : c;
+      aSaid.insert(!s.empty() ? s : Diff(pBitmapCurrent, pSrc).empty() ? "(nothing said, nothing done)" : "(done without it)");
+      ASSERT_NE(pBitmapCurrent, nullptr) << sName << " " << k;
+    }
+    sGot += sName + ":";
+    for (const std::string& s : aSaid) sGot += " " + s;
+    sGot += "\n";
+  };
+  for (unsigned Command : {0x800Au, 0x800Bu, 0x800Fu, 0x8013u, 0x8016u, 0x8018u, 0x801Au, 0x801Du, 0x801Eu, 0x801Fu, 0x8020u, 0x8022u, 0x8025u, 0x8026u})
+    for (int Dither : {0, 1}) {
+      CONVERT_SetDither(Dither);
+      Sweep(std::to_string(Command) + (Dither ? " dithered" : ""), [Command] { OnCommand(Command, 0); });
+    }
+  CONVERT_SetDither(0);
+  for (const char* sFile : {"a.bmp", "a.gif", "a.sbmp"}) Sweep(sFile, [&] { OnFileOpen(Dir.File(sFile).c_str()); });
+  EXPECT_EQ(sGot, Golden("nomemory.txt", sGot));
+  WORKSPACE_Reset();
+  IMAGE_Free(pSrc);
+  IMAGE_Free(pPal);
 }

@@ -284,11 +284,14 @@ static int _FakeBox(const char* sText, const char*, int, int, int DefaultId) {
   return DefaultId;
 }
 
+static int _FakeList(const char*, const char*, const char* const*, int, int) { return _pFake->ListAnswer; }
+
 static PLAT_FRONTEND _FakeTable;
 
 FakeFrontEnd::FakeFrontEnd() {
   _pFake = this;
   _FakeTable.pfMessageBox = _FakeBox;
+  _FakeTable.pfChooseFromList = _FakeList;
   PLAT_SetFrontEnd(&_FakeTable);
 }
 

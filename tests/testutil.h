@@ -95,6 +95,7 @@ struct FakeFrontEnd {
   FakeFrontEnd();
   ~FakeFrontEnd();
   std::vector<std::string> Boxes;
+  int ListAnswer = -1;       /* the row a list question is answered with */
   std::string Texts() const; /* every box text, one a line */
 };
 
