@@ -254,7 +254,7 @@ TEST(Batch, ReaderByExtensionAndItsMessages) {
     {"n8.bmp", Patch(Rle8, 34, -1), 1, R("Can not decompress RLE8: File invalid: NumPixelBytes < 0")},
     {"n4.bmp", Patch(Rle4, 34, -1), 1, R("Can not decompress RLE4: File invalid: NumPixelBytes < 0")},
     {"z8.bmp", Patch(Rle8, 34, 0), 1, "Illegal file format: 8 BPP, RLE8, " + sZero}, {"z4.bmp", Patch(Rle4, 34, 0), 1, "Illegal file format: 4 BPP, RLE4, " + sZero},
-    {"top4.bmp", MakeBMPFile(2, 1, 4, 2, a2, HexBytes("02 11 00 00 00 00 ")), 0, ""},
+    {"top4.bmp", MakeBMPFile(2, 1, 4, 2, a2, HexBytes("02 11 00 00 00 00 ")), 0, ""}, {"down1.bmp", Patch(Ok, 22, -1), 0, ""},
     {"s7.sbmp", Sbmp.substr(0, 7), 1, R("File too short (Incomplete header)")}, {"tag.sbmp", "XB" + Sbmp.substr(2), 1, R("Illegal file header !")},
     {"pal.sbmp", Sbmp.substr(0, 6) + "\2" + std::string(6, '\0'), 1, R("File too short (Incomplete or missing color table)")},
     {"miss.sbmp", Sbmp + std::string("\1\0\1\2\3", 5), 1, "File too short (Missing data)"}, {"zero.sbmp", "SB" + std::string(6, '\0'), 0, ""},

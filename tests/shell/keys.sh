@@ -71,8 +71,11 @@ a, b = (Image.open(f).convert("RGB") for f in sys.argv[1:])
 if a.size != b.size or a.tobytes() != b.tobytes():
     sys.exit("pixels differ")
 d = open(sys.argv[1], "rb").read()   # a Windows Bitmap gives its whole size
-if d[:2] == b"BM" and int.from_bytes(d[2:6], "little") != len(d):
-    sys.exit("size field %d, file %d" % (int.from_bytes(d[2:6], "little"), len(d)))
+def u(i, n): return int.from_bytes(d[i:i + n], "little")
+if d[:2] == b"BM" and u(2, 4) != len(d):
+    sys.exit("size field %d, file %d" % (u(2, 4), len(d)))
+if d[:2] == b"BM" and u(10, 4) != 14 + u(14, 4) + 4 * (u(46, 4) or (1 << u(28, 2) if u(28, 2) <= 8 else 0)):
+    sys.exit("pixels at %d" % u(10, 4))
 PY
 }
 expect_exit() {

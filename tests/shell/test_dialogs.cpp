@@ -235,6 +235,12 @@ TEST(ShellDialogs, TransparencyListSelectsAndOKSwapsTheColourIntoEntryZero) {
   EXPECT_EQ(_Seen.substr(0, 45), "Transparency|No transparency|Index 0: 0000FF*");
   EXPECT_TRUE(IMAGE_GetHasTrans(pBitmapCurrent));
   EXPECT_NE(aUndo[1], nullptr);   /* both snapshots stay, the cancelled one too */
+  IMAGE_Free(pBitmapCurrent);     /* the optimal palette's list: "64" makes 64 colours */
+  pBitmapCurrent = _Image(300);
+  _ListAnswer = 2;
+  FRAME_Command(0x8026);
+  EXPECT_EQ(_Seen, "Optimal palette|256*|128|64|32|16|8|4|2");
+  EXPECT_EQ(IMAGE_GetNumColors(pBitmapCurrent), 64);
   DIALOG_SetAnswerHook(nullptr);
   WORKSPACE_Reset();
 }
