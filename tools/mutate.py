@@ -779,16 +779,37 @@ def auto_report(sites, sample, results):
                                                      total['no build']))
 
 
-def source_tree(args):
+def source_tree(args, rev=None, name='export'):
     """The tree to test: this one, or the revision of --rev exported."""
-    if not args.rev:
+    rev = rev or args.rev
+    if not rev:
         return ROOT
-    source = os.path.join(os.path.abspath(args.workdir), 'export')
+    source = os.path.join(os.path.abspath(args.workdir), name)
     shutil.rmtree(source, ignore_errors=True)
     os.makedirs(source)
-    archive = subprocess.run(['git', '-C', ROOT, 'archive', args.rev], stdout=subprocess.PIPE, check=True)
+    archive = subprocess.run(['git', '-C', ROOT, 'archive', rev], stdout=subprocess.PIPE, check=True)
     subprocess.run(['tar', '-x', '-C', source], input=archive.stdout, check=True)
     return source
+
+
+def move_site(site, old_root, new_root):
+    """The site at the same line text in the new tree (the nearest one when
+    the line is there more than once); start -1 when it is not there."""
+    def lines(root):
+        path = os.path.join(root, site.path)
+        return open(path, encoding='utf-8').read() if os.path.isfile(path) else ''
+    old, new = lines(old_root), lines(new_root)
+    begin = old.rfind('\n', 0, site.start) + 1
+    end = old.find('\n', site.start)
+    text = old[begin:end if end >= 0 else len(old)]
+    starts = [m.start() for m in re.finditer('^' + re.escape(text) + '$', new, re.M)]
+    moved = Site(site.path, -1, -1, site.new, site.line, site.kind, site.change)
+    if starts:
+        at = min(starts, key=lambda p: abs(new.count('\n', 0, p) + 1 - site.line))
+        moved.start, moved.end = at + site.start - begin, at + site.end - begin
+        if new[moved.start:moved.end] != old[site.start:site.end]:
+            moved.start = moved.end = -1
+    return moved
 
 
 def run_auto(args):
@@ -804,6 +825,13 @@ def run_auto(args):
         sys.exit('no site found')
     sample = stratified_sample(sites, args.auto, args.seed)
     print('%d sites, %d sampled with seed %s' % (len(sites), len(sample), args.seed))
+    if args.sample_rev:
+        # The sample of another revision, its faults moved to the same
+        # lines of the tree tested (whose product code may have changed).
+        old_tree = source_tree(args, args.sample_rev, 'sample-export')
+        sample = stratified_sample(all_sites(old_tree, args.seed, folders), args.auto, args.seed)
+        sample = [move_site(s, old_tree, source) for s in sample]
+        print('the sample of %s, moved: %d not found' % (args.sample_rev, sum(1 for s in sample if s.start < 0)))
     if args.dry_run:
         for i, s in enumerate(sample):
             print('#%-3d %-28s %-8s %s' % (i + 1, s.where(), s.kind, s.change))
@@ -857,6 +885,11 @@ def run_auto(args):
         if stop.is_set() or (deadline and time.time() > deadline):
             return
         site = sample[i]
+        if site.start < 0:
+            with lock:
+                results[i] = ('NOT FOUND', '')
+                print('[%3d/%d] NOT FOUND %-28s %-8s %s' % (i + 1, len(sample), site.where(), site.kind, site.change), flush=True)
+            return
         slot = free.get()
         try:
             t0 = time.time()
@@ -937,6 +970,8 @@ def main():
     ap.add_argument('--no-sanitize', action='store_true',
                     help='with --auto: no sanitizer build for the faults the other tests miss')
     ap.add_argument('--start', type=int, default=1, help='with --auto: start at this fault of the sample')
+    ap.add_argument('--sample-rev', metavar='REV',
+                    help='with --auto: the sample of this revision, each fault planted at the same line of the tree tested')
     ap.add_argument('--only', help='with --auto: only these faults of the sample, e.g. 5,17-20')
     ap.add_argument('--minutes', type=float, help='with --auto: start no fault after this many minutes')
     ap.add_argument('--report', metavar='LOG',
