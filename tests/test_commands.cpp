@@ -275,7 +275,7 @@ TEST(Batch, ReaderByExtensionAndItsMessages) {
        {"a.gif a.GIF a.Gif a.bmp.gif", ""}, {"a.sbmp a.SBMP a.Sbmp", "File too short (Incomplete header)"},
        {"a.png a.PNG", "PNG header could not be read: end of stream"},
        {"a.jpg a.JPG a.jpeg a.JPEG", "JPEG header could not be read: Not a JPEG file: starts with 0x53 0x42"},
-       {"a a.tga a.bm a.bmp.old d.x/a", "Unsupported file type"}}) {
+       {"a a.tga a.bm a.bmp.old d.x/a a.gim a.sbmx a.pnm a.jpe a.jpex", "Unsupported file type"}}) {
     std::stringstream ss(t.first);
     for (std::string sName; ss >> sName; aIn[sName] = Sbmp.substr(0, 7)) aCase.push_back({sName + " -saveasout.bmp,2 -exit", 1, R(t.second)});
   }

@@ -129,9 +129,9 @@ TEST(FileDlg, SaveAsAsksTypeAndFormatAndKeepsTheTypeOfAPaletteImage) {
   EXPECT_EQ(_Seen.NumFilters, 3);
   EXPECT_EQ(_sFormatRows, "8 9 10 11 12 13 ");
   EXPECT_EQ(_SeenFormat.IsCheckEnabled, 0);
-  EXPECT_EQ(_SeenFormat.pfCheckState(9), 0);
-  EXPECT_EQ(_SeenFormat.pfCheckState(7), 1);
-  EXPECT_EQ(_SeenFormat.pfCheckState(12), -1);
+  std::string sStates;   /* for formats 1 to 13: the box enabled, greyed, or as it was */
+  for (int f = 1; f <= 13; f++) sStates += std::to_string(_SeenFormat.pfCheckState(f)) + " ";
+  EXPECT_EQ(sStates, "1 1 -1 1 1 1 1 0 0 -1 -1 -1 -1 ");
   EXPECT_EQ(LastFileType, 4);
   /* Open: its own title and list, the chosen file opened. */
   _Answer = sDir + "/typed.bmp";

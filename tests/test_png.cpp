@@ -116,6 +116,7 @@ rgba = Image.new("RGBA", (4, 2), (10, 20, 30, 255))
 rgba.putpixel((1, 0), (1, 2, 3, 127))
 rgba.putpixel((2, 1), (200, 100, 50, 128))
 rgba.save(d + "/few.png")
+Image.new("RGBA", (3, 2), (9, 9, 9, 0)).save(d + "/clear.png")
 grad("RGB").save(d + "/rgb.jpg", quality=95)
 grad("L").save(d + "/grey.JPEG", quality=95)
 grad("RGB").save(d + "/progressive.jpg", progressive=True)
@@ -133,7 +134,7 @@ TEST(PngInput, PillowFilesOfEveryKindLoadWithTheirPixels) {
     { "bw.png", 2, 0, 0 },     { "grey.png", 256, 0, 0 },  { "greykey.png", -1, 1, 1 },
     { "greyalpha.png", -1, 1, 1 }, { "grey16.png", 256, 0, 0 }, { "rgb.png", 0, 0, 0 },
     { "rgba.png", 256, 1, 2 }, { "rgba_many.png", 256, 1, 2 }, { "rgba_interlaced.png", 256, 1, 2 },
-    { "pal.png", 5, 0, 0 },    { "paltrns.png", 5, 1, 1 },  { "few.png", 3, 1, 1 },
+    { "pal.png", 5, 0, 0 },    { "paltrns.png", 5, 1, 1 },  { "few.png", 3, 1, 1 }, { "clear.png", -1, 1, 1 },
     { "rgb.jpg", 0, 0, 0 },    { "grey.JPEG", 256, 0, 0 },  { "progressive.jpg", 0, 0, 0 },
   };
   const char* const asStatus[] = { "", "Transparent pixels mapped to palette entry 0",
