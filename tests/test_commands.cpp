@@ -361,6 +361,13 @@ TEST(Workspace, OpenUndoInfoAndDefaultAnswers) {
     OnCommand(0xE12B, 0);
     EXPECT_EQ(Diff(pBitmapCurrent, pWant), "");
   }
+  /* Undo, paste (of nothing here) and every change paint the window again. */
+  for (unsigned Command : {0xE12Bu, 0xE125u, 0x800Au, 0x8016u, 0x8018u, 0x8025u}) {
+    int NumBefore = Fe.NumRepaints;
+    OnCommand(Command, 0);
+    EXPECT_GT(Fe.NumRepaints, NumBefore) << std::hex << Command;
+    OnCommand(0xE12B, 0);
+  }
   EXPECT_EQ(std::string(acFileName), Dir.File("p.png"));
   for (int i = 0; i < 11; i++) OnCommand(i == 0 ? 0x801E : 0x8018, 0);
   for (int i = 0; i < 11; i++) OnCommand(0xE12B, 0);

@@ -286,12 +286,15 @@ static int _FakeBox(const char* sText, const char*, int, int, int DefaultId) {
 
 static int _FakeList(const char*, const char*, const char* const*, int, int) { return _pFake->ListAnswer; }
 
+static void _FakeRepaint(void) { _pFake->NumRepaints++; }
+
 static PLAT_FRONTEND _FakeTable;
 
 FakeFrontEnd::FakeFrontEnd() {
   _pFake = this;
   _FakeTable.pfMessageBox = _FakeBox;
   _FakeTable.pfChooseFromList = _FakeList;
+  _FakeTable.pfInvalidateWindow = _FakeRepaint;
   PLAT_SetFrontEnd(&_FakeTable);
 }
 

@@ -96,6 +96,7 @@ struct FakeFrontEnd {
   ~FakeFrontEnd();
   std::vector<std::string> Boxes;
   int ListAnswer = -1;       /* the row a list question is answered with */
+  int NumRepaints = 0;       /* requests to paint the window again */
   std::string Texts() const; /* every box text, one a line */
 };
 
