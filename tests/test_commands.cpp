@@ -385,5 +385,12 @@ TEST(Workspace, OpenUndoInfoAndDefaultAnswers) {
   pBitmapCurrent = RandomImage(30, 30, 0, 3, 300);   /* "more than 256 colours, convert anyhow?" */
   OnCommand(0x8022, 0);
   EXPECT_EQ(IMAGE_GetNumColors(pBitmapCurrent), 256);
+  for (int Side : {300, 301}) {   /* a picture opens at zoom 2.0, above 300 pixels a side at 1.0 */
+    IMAGE* p = IMAGE_Create(Side == 300 ? 300 : 1, Side, 2);
+    WriteFileBytes(Dir.File("z.bmp"), MakeBMP(p));
+    IMAGE_Free(p);
+    OnFileOpen(Dir.File("z.bmp").c_str());
+    EXPECT_EQ(Zoom, Side == 300 ? 20 : 10);
+  }
   WORKSPACE_Reset();
 }
