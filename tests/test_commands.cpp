@@ -265,7 +265,7 @@ TEST(Batch, ReaderByExtensionAndItsMessages) {
     {"gloc.gif", Gif + Desc.substr(0, 9) + "\x80\1\2\3", 1, R("Local color table could not be read")},
     {"gcode.gif", Gif + Desc + "\x0C\2\x84\x51" + '\0', 1, R(sRead)}, {"gend.gif", Gif + Desc + "\2\1\x04" + '\0', 1, R(sRead)},
     {"gidx.gif", Gif + Desc + "\2\1\x1C" + '\0', 1, R(sRead)}, {"gext.gif", Gif + "!" + '\0', 1, R("Image extension could not be read")},
-    {"gearly.gif", Gif + Desc + "\2\2\x44\x01" + '\0', 0, ""},
+    {"gearly.gif", Gif + Desc + "\2\2\x44\x01" + '\0', 0, ""}, {"g87.gif", "GIF87a" + Gif.substr(6) + Desc + "\2\2\x44\x01" + '\0', 0, ""},
   };
   Files aIn;
   std::vector<Case> aCase;

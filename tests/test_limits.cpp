@@ -150,12 +150,18 @@ TEST(Limits, LineStatusTexts) {
   const char* sA = "Converting image, line ";
   const char* sB = "row 1";
   struct { const char* s; int Line, NumLines; } aCall[] = {
-    {sA, 8, 100}, {sA, 9, 100}, {sA, 10, 100}, {sA, 99, 100}, {sA, 100, 100}, {sA, 101, 1000}, {sB, 9, 10}, {sB, 10, 10}, {sA, 3, 10}};
+    {sA, 8, 100}, {sA, 9, 100}, {sA, 10, 100}, {sA, 19, 100}, {sA, 20, 100}, {sA, 99, 100}, {sA, 100, 100}, {sA, 101, 1000}, {sB, 9, 10}, {sB, 10, 10}, {sA, 3, 10}};
   for (auto& c : aCall) IMAGE_ShowLineStatus(c.s, c.Line, c.NumLines);
   EXPECT_EQ(Reports.Status, (std::vector<std::string>{
     "Converting image, line 8/100", "Converting image, line 9/100", "Converting image, line 10/100",
+    "Converting image, line 19/100", "Converting image, line 20/100",
     "Converting image, line 99/100", "Converting image, line 100/100", "Converting image, line 101/1000",
     "row 19/10", "row 110/10", "Converting image, line 3/10"}));
+  /* Without hooks an error is a box of its own title. */
+  FakeFrontEnd Fe;
+  IMAGE_SetHooks(nullptr, nullptr, nullptr);
+  IMAGE_ShowError("Out of memory");
+  EXPECT_EQ(Fe.Titles, std::vector<std::string>{"Error occured"});
 }
 
 /* Memory that runs out at any allocation of a command or an open: it

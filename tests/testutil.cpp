@@ -279,8 +279,9 @@ static FakeFrontEnd* _pFake;
 /* The modules run connected as start-up connects them. */
 [[maybe_unused]] static const int _IsConnected = (MAIN_ConnectLayers(), 1);
 
-static int _FakeBox(const char* sText, const char*, int, int, int DefaultId) {
+static int _FakeBox(const char* sText, const char* sTitle, int, int, int DefaultId) {
   _pFake->Boxes.push_back(sText);
+  _pFake->Titles.push_back(sTitle ? sTitle : "");
   return DefaultId;
 }
 

@@ -94,7 +94,7 @@ std::string SaveBytes(IMAGE** ppImage, int Type, int Format = 0, int NoPalette =
 struct FakeFrontEnd {
   FakeFrontEnd();
   ~FakeFrontEnd();
-  std::vector<std::string> Boxes;
+  std::vector<std::string> Boxes, Titles;
   int ListAnswer = -1;       /* the row a list question is answered with */
   int NumRepaints = 0;       /* requests to paint the window again */
   std::string Texts() const; /* every box text, one a line */
