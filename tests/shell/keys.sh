@@ -144,4 +144,12 @@ keys 1
 retry "recent file chosen" title "$id" "$title"
 keys alt+F4
 expect_exit $pid "window closed"
+
+# With an exit on the command line the run ends by itself: the box of a
+# picture not found goes away unanswered.
+"$zelmar" nothere.bmp -exit &
+pid=$!
+retry "box answered by itself" eval "! kill -0 $pid 2>/dev/null"
+code=0; wait $pid || code=$?
+[ $code = 1 ] || fail "exit code $code of a run with a picture not found"
 echo "keys: all passed"
