@@ -62,19 +62,28 @@ TEST(OtherWriters, BmpMasksInsideTheHeaderAndRle8EndingAfterTheTopRow) {
 TEST(OtherWriters, GifFramesAtTheirPlaceAndLargeScreens) {
   SKIP_ON_WINDOWS();
   TempDir Dir;
-  ASSERT_TRUE(Convert(Dir, "-size 2x3 xc:blue -page 8x6+5+2 pos.gif"));
   ASSERT_TRUE(Convert(Dir, "-size 2100x2000 xc:white big.gif"));
   ReportCatcher Rc;
-  std::string Gif = ReadFileBytes(Dir.File("pos.gif"));
-  U32 Background = (U8)Gif[13] | (U8)Gif[14] << 8 | (U8)Gif[15] << 16;   /* global entry 0 */
-  IMAGE* p = LoadPath(Dir.File("pos.gif"), 2);
+  /* A frame of 2 x 3, blue with a white top left pixel, at 5,2 on a
+   * screen of 8 x 6 in the colour of the table's first entry. */
+  IMAGE* p = IMAGE_Create(2, 3, 2);
+  IMAGE_SetColor(p, 0, 0xFFFFFF);
+  IMAGE_SetColor(p, 1, 0xFF0000);
+  for (int i = 1; i < 6; i++) IMAGE_SetPixel(p, i % 2, i / 2, 1);
+  std::string Gif = SaveBytes(&p, 3);
+  IMAGE_Free(p);
+  size_t Desc = Gif.find(',', 13);
+  Gif[6] = 8, Gif[8] = 6, Gif[Desc + 1] = 5, Gif[Desc + 3] = 2;
+  WriteFileBytes(Dir.File("pos.gif"), Gif);
+  U32 Background = (U8)Gif[13] | (U8)Gif[14] << 8 | (U8)Gif[15] << 16;
+  p = LoadPath(Dir.File("pos.gif"), 2);
   ASSERT_NE(p, nullptr);
   ASSERT_EQ(p->XSize, 8);
   ASSERT_EQ(p->YSize, 6);
   for (int y = 0; y < 6; y++) {
     for (int x = 0; x < 8; x++) {
       bool IsFrame = x >= 5 && x < 7 && y >= 2 && y < 5;
-      EXPECT_EQ(IMAGE_GetPixelColor(p, x, y), IsFrame ? 0xFF0000u : Background) << x << "," << y;
+      EXPECT_EQ(IMAGE_GetPixelColor(p, x, y), !IsFrame ? Background : x == 5 && y == 2 ? 0xFFFFFFu : 0xFF0000u) << x << "," << y;
     }
   }
   IMAGE_Free(p);

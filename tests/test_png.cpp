@@ -121,6 +121,7 @@ grad("RGB").save(d + "/rgb.jpg", quality=95)
 grad("L").save(d + "/grey.JPEG", quality=95)
 grad("RGB").save(d + "/progressive.jpg", progressive=True)
 grad("CMYK").save(d + "/cmyk.jpg")
+open(d + "/cut.jpg", "wb").write(open(d + "/rgb.jpg", "rb").read()[:-200])
 )PY";
 
 TEST(PngInput, PillowFilesOfEveryKindLoadWithTheirPixels) {
@@ -162,6 +163,10 @@ TEST(PngInput, PillowFilesOfEveryKindLoadWithTheirPixels) {
   IMAGE_Free(pPal);
   IMAGE_Free(pTrns);
   ReportCatcher Rc;
+  IMAGE* pCut = OnFileOpen(Dir.File("cut.jpg").c_str());   /* cut short: read as far as it goes */
+  ASSERT_NE(pCut, nullptr);
+  I32 CutXSize = pCut->XSize;
+  EXPECT_EQ(CutXSize, IMAGE_GetXSize(OnFileOpen(Dir.File("rgb.jpg").c_str())));
   EXPECT_EQ(OnFileOpen(Dir.File("cmyk.jpg").c_str()), nullptr);
   EXPECT_EQ(Rc.Errors, (std::vector<std::string>{"CMYK JPEG files are not supported; save the picture as RGB",
                                                  "Error opening file"}));

@@ -297,7 +297,8 @@ TEST_F(ShellTest, StatusTextGoesOutOnceAndMenuHelpBlanksOnClose) {
   }
   EXPECT_EQ(sHelp, ReadFileBytes(std::string(ZELMAR_SOURCE_DIR) + "/tests/golden/menuhelp.txt"));
   OnMenuSelect(0xE101);
-  OnMenuSelect(0);        /* the menu closed */
+  wxMenuEvent Close(wxEVT_MENU_CLOSE);   /* the menu closed */
+  _pFrame->GetEventHandler()->ProcessEvent(Close);
   EXPECT_EQ(_Str(_pFrame->GetStatusBar()->GetStatusText()), "");
 }
 
