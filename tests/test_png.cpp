@@ -154,6 +154,10 @@ TEST(PngInput, PillowFilesOfEveryKindLoadWithTheirPixels) {
     EXPECT_EQ(p->HasTrans, c.HasTrans) << c.sFile;
     EXPECT_TRUE(c.Status == 0 || Rc.Status.back() == asStatus[c.Status]) << c.sFile;
   }
+  /* Entry 0 has the colour of the transparent pixels. */
+  IMAGE* pClear = LoadPath(Dir.File("clear.png"), LOADER_TYPE_PNG);
+  EXPECT_EQ(IMAGE_GetColor(pClear, 0), 0x090909u);
+  IMAGE_Free(pClear);
   /* The palette file keeps its palette in order, bar the swap with entry 3. */
   IMAGE* pPal = LoadPath(Dir.File("pal.png"), LOADER_TYPE_PNG);
   IMAGE* pTrns = LoadPath(Dir.File("paltrns.png"), LOADER_TYPE_PNG);
