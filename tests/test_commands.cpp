@@ -157,6 +157,8 @@ TEST(Options, ArgumentFormsAndTheEndOfABatch) {
     {"c5.bmp -saveashc.c,1,8" + sS, 0, "", B(4)},
     /* The queue: 20 options, 199 characters of argument. */
     {"c5.bmp" + s19 + sS, 0, "", B(4)}, {"c5.bmp -fliph" + s19 + sS, 1, "Too many options on the command line: \"saveas\" is ignored"},
+    {"c5.bmp -fliph" + s19 + sS + " -exit", 1, "Too many options on the command line: \"saveas\" is ignored\r\nToo many options on the command line: \"exit\" is ignored", "", "",
+     "Zelmar: Too many options on the command line: \"saveas\" is ignored\n"},   /* the exit is honoured: no box after it */
     {"c5.bmp -saveas" + std::string(197, 'a') + ",1", 0, "", std::string(197, 'a') + "^/*****"},
     {"c5.bmp -saveas" + std::string(198, 'a') + ",1", 1, "Argument of option \"saveas\" is too long"},
     /* Transparency: hex with and without leading zeros, either case, ended

@@ -151,6 +151,8 @@ TEST(Bitmap, DepthsAndHeadersTheWriterDoesNotMake) {
     { MakeBMPFile(2, -2, 16, 0, {}, HexBytes("1f 00 e0 03 00 7c ff 7f ")), "FF0000 FF00|FF FFFFFF" },
     /* bit fields 5-6-5, masks in front of the pixels */
     { MakeBMPFile(2, 1, 16, 3, {}, HexBytes("00 f8 00 00 e0 07 00 00 1f 00 00 00 1f 00 e0 07 ")), "FF0000 FF00" },
+    /* the same masks inside a 108-byte header */
+    { MakeBMPFile(2, 1, 16, 3, {}, HexBytes("1f 00 e0 07 "), 108).replace(54, 12, HexBytes("00 f8 00 00 e0 07 00 00 1f 00 00 00 ")), "FF0000 FF00" },
     { MakeBMPFile(1, 1, 32, 0, {}, HexBytes("01 02 03 04 ")), "10203" },
     { MakeBMPFile(1, 1, 32, 3, {}, HexBytes("00 00 ff 00 00 ff 00 00 ff 00 00 00 10 20 30 40 ")), "102030" },
     /* biClrUsed 2 at 8 bits; a 108-byte header before the colour table */
