@@ -345,7 +345,7 @@ TEST_F(ShellTest, RecentFilesKeepTheirPlaceFallOutAtNineAndComeBack) {
   for (const char* s : {"a", "b", "c", "d", "e", "f", "g", "h", "i", "A"}) _WriteBMP(d + "/" + s + ".bmp", 4, 4);
   STORE_Close();
   _ClearStore();
-  RECENT_Init("Recent File List", 8, 0x0500);
+  MAIN_InitApp();   /* the program's list of eight */
   EXPECT_EQ(_RecentLabels(), "");
   for (const char* s : {"a", "b", "c", "a", "A"}) ASSERT_NE(OnFileOpen((d + "/" + s + ".bmp").c_str()), nullptr);
   EXPECT_EQ(_RecentLabels(), "&1 " + d + "/c.bmp|&2 " + d + "/b.bmp|&3 " + d + "/a.bmp|");
@@ -355,7 +355,7 @@ TEST_F(ShellTest, RecentFilesKeepTheirPlaceFallOutAtNineAndComeBack) {
   /* A new run reads the same list back from the store. */
   STORE_Close();
   ASSERT_TRUE(_StoreHas("File1"));
-  RECENT_Init("Recent File List", 8, 0x0500);
+  MAIN_InitApp();   /* reads the list of eight back */
   EXPECT_EQ(RECENT_GetNumFiles(), 8);
   EXPECT_EQ(_RecentLabels().substr(0, 3 + d.size() + 7), "&1 " + d + "/i.bmp|");
   FRAME_Command(0x0502);
@@ -363,7 +363,7 @@ TEST_F(ShellTest, RecentFilesKeepTheirPlaceFallOutAtNineAndComeBack) {
   /* Missing values leave no holes. */
   STORE_Close();
   _WriteStore({{"File1", d + "/a.bmp"}, {"File5", d + "/e.bmp"}});
-  RECENT_Init("Recent File List", 8, 0x0500);
+  MAIN_InitApp();   /* reads the list of eight back */
   EXPECT_EQ(_RecentLabels(), "&1 " + d + "/a.bmp|&2 " + d + "/e.bmp|");
 }
 
