@@ -124,6 +124,7 @@ TEST(Bitmap, WriterAndReaderAgreeAtEveryDepthAndWidth) {
       Put32(Head, 0);
       Put32(Head, 54 + 4 * (unsigned)n);
       EXPECT_EQ(Bytes.substr(0, 14), Head);
+      for (int i = 0; i < n; i++) ASSERT_EQ(Bytes[57 + 4 * i], 0) << "reserved byte of entry " << i;
       IMAGE* q = LoadBytes(Bytes, 0);
       EXPECT_EQ(Diff(pSrc, q), "") << n << " colours, width " << w;
       IMAGE_Free(q);

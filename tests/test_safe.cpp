@@ -55,10 +55,14 @@ TEST(SafeSave, FailedWriteKeepsTheOldFileAndIsReported) {
    * its mode; a new file and the new log get 0666 less the umask. */
   unlink(Dir.File("Zelmar.log").c_str());
   chmod(Dir.File("good.bmp").c_str(), 0751);
+  WriteFileBytes(Dir.File("real.c"), Old);   /* a link: the file it points to is replaced */
+  std::filesystem::create_symlink("real.c", Dir.File("link.c"));
   mode_t Umask = umask(0);
-  EXPECT_EQ(RunZelmar(Dir.Path, { "in.bmp", "-saveasgood.bmp,2", "-saveasnew.c,1", "-saveasx.c,0", "-exit" }), 1);
+  EXPECT_EQ(RunZelmar(Dir.Path, { "in.bmp", "-saveasgood.bmp,2", "-saveasnew.c,1", "-saveaslink.c,1", "-saveasx.c,0", "-exit" }), 1);
   umask(Umask);
   EXPECT_EQ(ReadFileBytes(Dir.File("good.bmp")).substr(0, 2), "BM");
+  EXPECT_TRUE(std::filesystem::is_symlink(Dir.File("link.c")));
+  EXPECT_EQ(ReadFileBytes(Dir.File("real.c")).substr(0, 2), "/*");
   struct stat Info;
   for (auto& f : std::vector<std::pair<const char*, mode_t>>{{"good.bmp", 0751}, {"new.c", 0666}, {"Zelmar.log", 0666}})
     EXPECT_EQ(stat(Dir.File(f.first).c_str(), &Info) == 0 ? Info.st_mode & 07777 : 0, f.second) << f.first;

@@ -24,6 +24,7 @@
 #include <wx/statusbr.h>
 
 #include "color/dither.h"
+#include "color/truecolor.h"
 #include "app/main.h"
 #include "commands/recent.h"
 #include "commands/workspace.h"
@@ -212,7 +213,8 @@ TEST_F(ShellTest, ImageSizesAtTheZoomEdges) {
   const unsigned Red = 0x2080F0;   /* three channels apart: none is taken for another */
   struct { int XSize, Zoom, Right; } aCase[] = { { 100, 7, 78 }, { 5, 1, 10 }, { 100, 20, 209 }, { 100, 10, 109 } };
   for (auto& Case : aCase) {
-    PaintedCanvas c(_MakeImage(Case.XSize, 5, Red), Case.Zoom);
+    IMAGE* p = _MakeImage(Case.XSize, 5, Red);
+    PaintedCanvas c(Case.Zoom >= 10 ? CONVERT_IntoRGB(p) : p, Case.Zoom);   /* true colour at the larger zooms */
     int y = c.ImageY;
     EXPECT_TRUE(c.IsDark(8, y) && c.IsBack(9, y)) << Case.Zoom;
     EXPECT_EQ(c.At(10, y), Red);
