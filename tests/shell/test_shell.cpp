@@ -257,9 +257,9 @@ static wxImage _Panel(const IMAGE* p, const char* sZoom) {
   dc.SetFont(wxSystemSettings::GetFont(wxSYS_DEFAULT_GUI_FONT));
   dc.SetTextForeground(wxSystemSettings::GetColour(wxSYS_COLOUR_WINDOWTEXT));
   int H = dc.GetTextExtent("Resolution:").y, X = dc.GetTextExtent("Resolution:").x + 17, N = p->NumColors;
-  std::string sTrans = _Str(wxString::Format("Yes, Color:%.6X", IMAGE_GetColor(p, 0)));
+  std::string sTrans = p->HasTrans ? _Str(wxString::Format("Yes, Color:%.6X", IMAGE_GetColor(p, 0))) : "---";
   std::string aText[8] = {"Resolution:", std::to_string(p->XSize) + " * " + std::to_string(p->YSize), "Colors:",
-                          N ? std::to_string(N) : "RGB", "Zoom: ", sZoom, "Transparent", p->HasTrans ? sTrans : "---"};
+                          N ? std::to_string(N) : "RGB", "Zoom: ", sZoom, "Transparent", sTrans};
   for (int i = 0; i < 8; i++) dc.DrawText(aText[i], i % 2 ? X : 5, 5 + i / 2 * H);
   dc.SetPen(*wxTRANSPARENT_PEN);
   auto Fill = [&dc](U32 c, int x0, int y0, int x1, int y1) {
