@@ -234,16 +234,20 @@ TEST_F(Quantize, DitherSparesTextureAndLetsUnusableErrorDie) {
  * parts, true colour and with a transparent entry, keeps its bytes (an
  * FNV-1a hash a line). */
 TEST_F(Quantize, DitheredBytesStayTheSame) {
-  IMAGE* pTrue = IMAGE_Create(64, 24, 0);
-  U32 State = 7;
-  for (int i = 0; i < 64 * 24; i++) {
-    int x = i % 64, y = i / 64, Part = x / 16;
-    State = State * 1103515245u + 12345u;
-    int n = (int)(State >> 16) % 64 - 32, v = 40 + 2 * x + y;
-    U32 c = Part == 0 ? (U32)(v * 0x010101 + 0x200000) : Part == 1 ? (U32)(v + n / 3) * 0x000101u + 0x10 * (U32)y
-          : Part == 2 ? (U32)(128 + n * 3 / 2) * 0x010102u : (y & 4) ? (x & 2 ? 0xFFFFFF : 0x0000FF) : 0x10E020;
-    IMAGE_SetPixel(pTrue, x, y, c & 0xFFFFFF);
+  IMAGE* aPic[2];   /* the second one's noise is grey */
+  for (int k = 0; k < 2; k++) {
+    aPic[k] = IMAGE_Create(64, 24, 0);
+    U32 State = 7;
+    for (int i = 0; i < 64 * 24; i++) {
+      int x = i % 64, y = i / 64, Part = x / 16;
+      State = State * 1103515245u + 12345u;
+      int n = (int)(State >> 16) % 64 - 32, v = 40 + 2 * x + y;
+      U32 c = Part == 0 ? (U32)(v * 0x010101 + 0x200000) : Part == 1 ? (U32)(v + n / 3) * (k ? 0x010101u : 0x000101u) + 0x10 * (U32)y
+            : Part == 2 ? (U32)(128 + n * 3 / 2) * 0x010102u : (y & 4) ? (x & 2 ? 0xFFFFFF : 0x0000FF) : 0x10E020;
+      IMAGE_SetPixel(aPic[k], x, y, c & 0xFFFFFF);
+    }
   }
+  IMAGE* pTrue = aPic[0];
   IMAGE* pPal = CONVERT_IntoOptimalPalette(IMAGE_Copy(pTrue), 200);
   pPal->HasTrans = 1;
   PALETTE* pCustom = CONVERT_GetCustomPalette();
@@ -256,14 +260,14 @@ TEST_F(Quantize, DitheredBytesStayTheSame) {
   CONVERT_SetDither(1);
   std::string sGot;
   IMAGE* pMany = RandomImage(48, 48, 0, 9);   /* colours everywhere: the palette search's longest work */
-  for (IMAGE* pSrc : {pTrue, pPal, pMany})
+  for (IMAGE* pSrc : {pTrue, pPal, pMany, aPic[1]})
     for (auto& c : aConvert) {
       uint64_t h = 0xCBF29CE484222325ull;
       for (char b : Converted(c.second, pSrc)) h = (h ^ (U8)b) * 0x100000001B3ull;
-      sGot += (pSrc == pTrue ? "rgb " : pSrc == pPal ? "pal " : "many ") + c.first + " " + std::to_string(h) + "\n";
+      sGot += (pSrc == pTrue ? "rgb " : pSrc == pPal ? "pal " : pSrc == pMany ? "many " : "grey ") + c.first + " " + std::to_string(h) + "\n";
     }
   EXPECT_EQ(sGot, Golden("dither.txt", sGot));
-  IMAGE_Free(pTrue); IMAGE_Free(pPal); IMAGE_Free(pMany);
+  IMAGE_Free(pTrue); IMAGE_Free(pPal); IMAGE_Free(pMany); IMAGE_Free(aPic[1]);
 }
 
 TEST(QuantizeOptions, EveryNameReachesItsOwnRowAndNewOnesStayOutOfHelp) {
