@@ -112,7 +112,9 @@ TEST(Console, AQuestionTakesTheTypedAnswerOrWithoutTerminalItsDefault) {
                                      "/dev/null", Dir.File(".err"), sIn)), 0) << sIn;
     EXPECT_EQ(ReadFileBytes(Dir.File(".err")), Expected) << c.sTyped;
     EXPECT_EQ(ReadFileBytes(Dir.File("out.c")).find("* NumColors:   256\r\n") != std::string::npos, c.IsConverted) << c.sTyped;
+#ifndef _WIN32
     if (fdMaster >= 0) close(fdMaster);
     if (fdSlave >= 0) close(fdSlave);
+#endif
   }
 }

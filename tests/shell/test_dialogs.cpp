@@ -5,6 +5,7 @@
 
 #include <stdlib.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -155,7 +156,9 @@ TEST(ShellDialogs, FormatDialogOffersTheRowsThatFitAndGreysTheBoxForHighColour) 
                             "|True color (888), red and blue swapped";
   EXPECT_EQ(_FormatDialogFor(2, 6), "Format specification|1 bit per pixel*|2 bit per pixel|4 bit per pixel"
             "|8 bit per pixel|Compressed, RLE4|Compressed, RLE8" + sHigh + "|box on|then off");
+#ifndef __WXMSW__   /* Windows may fit the list's height to whole rows */
   EXPECT_EQ(_sLayout, "300x205|Select format: 10,10 200|OK 10,175 80 23|Cancel 210,175 80 23| 10,30 280 116|&Without palette 10,150 200");
+#endif
   EXPECT_EQ(_FormatDialogFor(16, 4), "Format specification|4 bit per pixel*|8 bit per pixel|Compressed, RLE4"
             "|Compressed, RLE8" + sHigh + "|box on|then off");
   EXPECT_EQ(_FormatDialogFor(300, 0), "Format specification" + sHigh.substr(0, 17) + "*" + sHigh.substr(17) + "|box off|then off");
@@ -167,6 +170,7 @@ TEST(ShellDialogs, FormatDialogOffersTheRowsThatFitAndGreysTheBoxForHighColour) 
  * list); it gives 1 and the path chosen when that fits the buffer, 0 when
  * it is one character longer. A type picked in it renames the file. */
 static void _Retype(int Index, char* pName, int MaxLen) { snprintf(pName, (size_t)MaxLen, "type%d.x", Index); }
+static std::string _Slashes(std::string s) { std::replace(s.begin(), s.end(), '\\', '/'); return s; }
 
 TEST(ShellDialogs, FileDialogStartTypeTypeChangeAndAPathThatFits) {
   const PLAT_FILTER aFilter[] = {{"Bitmaps", "*.bmp"}, {"C files", "*.c"}};
@@ -177,7 +181,7 @@ TEST(ShellDialogs, FileDialogStartTypeTypeChangeAndAPathThatFits) {
     char ac[300] = "old.bmp";
     PLAT_FILEDLG Dlg = {1, "Save", aFilter, 2, 3 - Short, "", ac, (int)_sChosen.size() - Short, nullptr};
     EXPECT_EQ(PLAT_FileDialog(&Dlg), 1 - Short) << Short;
-    EXPECT_EQ(std::string(ac), Short ? "old.bmp" : _sChosen);
+    EXPECT_EQ(_Slashes(ac), Short ? "old.bmp" : _sChosen);
     EXPECT_EQ(_sSeenFile.substr(0, 33), "Bitmaps|*.bmp|C files|*.c start " + std::to_string(Short));
   }
   /* GTK's chooser renames the file in its field as the type changes;
@@ -187,7 +191,7 @@ TEST(ShellDialogs, FileDialogStartTypeTypeChangeAndAPathThatFits) {
   char ac[300] = "";
   PLAT_FILEDLG Dlg = {1, "Save", aFilter, 2, 1, "", ac, 299, _Retype};
   EXPECT_EQ(PLAT_FileDialog(&Dlg), 1);
-  EXPECT_EQ(std::string(ac) + " " + std::to_string(Dlg.FilterIndex), Dir.File("type2.x") + " 2");
+  EXPECT_EQ(_Slashes(ac) + " " + std::to_string(Dlg.FilterIndex), Dir.File("type2.x") + " 2");
 #ifndef __WXMSW__
   EXPECT_EQ(_sSeenFile, "Bitmaps|*.bmp|C files|*.c start 0 then type2.x");
 #endif
@@ -212,11 +216,13 @@ TEST(ShellDialogs, AboutBoxLayoutAndLogo) {
   EXPECT_EQ(_Str(pDlg->GetTitle()) + " " + std::to_string(i), "About Omrak-Zelmar 7");
   EXPECT_EQ(pDlg->GetClientSize(), pDlg->ConvertDialogToPixels(wxSize(188, 173)));
   pDlg->Destroy();
+#ifndef __WXMSW__   /* Windows draws lines and fills by rules of its own */
   wxImage Logo = ABOUT_GetLogo().ConvertToImage();
   uint64_t h = 0xCBF29CE484222325ull;
   for (int y = 0; y < 65; y++)
     for (int x = 0; x < 56; x++) h = (h ^ (Logo.GetRed(x, y) | Logo.GetGreen(x, y) << 8 | Logo.GetBlue(x, y) << 16)) * 0x100000001B3ull;
   EXPECT_EQ(h, 18169414930521394888ull);
+#endif
 }
 
 TEST(ShellDialogs, TransparencyListSelectsAndOKSwapsTheColourIntoEntryZero) {
