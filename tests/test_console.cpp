@@ -94,7 +94,7 @@ TEST(Console, AQuestionTakesTheTypedAnswerOrWithoutTerminalItsDefault) {
     TempDir Dir;
     WriteFileBytes(Dir.File("pic.bmp"), Pic);
     std::string sIn = c.sTyped ? c.sTyped : "", Expected = Ask + "\n(no terminal to ask: answered Yes)\n";
-    int fdMaster = -1, fdSlave = -1;
+    [[maybe_unused]] int fdMaster = -1, fdSlave = -1;
     if (c.NumAsked) {   /* typed on a terminal that is held open here, then Ctrl-D */
 #ifdef _WIN32
       continue;
