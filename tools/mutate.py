@@ -9,6 +9,7 @@ the file exactly once) or not compiling.  A time-out or a crash counts as
 caught.  Standard library only.
 """
 import argparse
+import functools
 import concurrent.futures
 import filecmp
 import os
@@ -792,13 +793,16 @@ def source_tree(args, rev=None, name='export'):
     return source
 
 
+@functools.lru_cache(maxsize=None)
+def _read(root, path):
+    path = os.path.join(root, path)
+    return open(path, encoding='utf-8').read() if os.path.isfile(path) else ''
+
+
 def move_site(site, old_root, new_root):
     """The site at the same line text in the new tree (the nearest one when
     the line is there more than once); start -1 when it is not there."""
-    def lines(root):
-        path = os.path.join(root, site.path)
-        return open(path, encoding='utf-8').read() if os.path.isfile(path) else ''
-    old, new = lines(old_root), lines(new_root)
+    old, new = _read(old_root, site.path), _read(new_root, site.path)
     begin = old.rfind('\n', 0, site.start) + 1
     end = old.find('\n', site.start)
     text = old[begin:end if end >= 0 else len(old)]

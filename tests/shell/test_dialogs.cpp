@@ -69,19 +69,17 @@ static int _Answer(wxDialog* pDialog) {
   if (auto* pFile = dynamic_cast<wxFileDialog*>(pDialog)) {
     _sSeenFile = _Str(pFile->GetWildcard()) + " start " + std::to_string(pFile->GetFilterIndex());
     if (!_sChosen.empty()) {
+#ifndef __WXMSW__
+      pFile->Show();   /* GTK's dialog hands back a name only once it is shown */
+#endif
       pFile->SetPath(wxString::FromUTF8(_sChosen.c_str()));
 #ifndef __WXMSW__
-      /* GTK's dialog hands back a name only once it is shown; shown, it
-       * renames the file in its field when the type changes. */
-      {
-        pFile->Show();
-        pFile->SetPath(wxString::FromUTF8(_sChosen.c_str()));
-        for (int i = 0; i < 20 && pFile->GetPath().empty(); i++) { wxMilliSleep(10); wxTheApp->Yield(true); }
-        pFile->SetFilterIndex(_NewFilter);
-        for (int i = 0; i < 5; i++) { wxMilliSleep(10); wxTheApp->Yield(true); }
-        _sSeenFile += " then " + _Str(pFile->GetFilename());
-        pFile->Hide();
-      }
+      /* Shown, it renames the file in its field when the type changes. */
+      for (int i = 0; i < 20 && pFile->GetPath().empty(); i++) { wxMilliSleep(10); wxTheApp->Yield(true); }
+      pFile->SetFilterIndex(_NewFilter);
+      for (int i = 0; i < 5; i++) { wxMilliSleep(10); wxTheApp->Yield(true); }
+      _sSeenFile += " then " + _Str(pFile->GetFilename());
+      pFile->Hide();
 #endif
       pFile->SetFilterIndex(_NewFilter);
     }
