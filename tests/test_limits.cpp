@@ -170,7 +170,7 @@ TEST(Limits, LineStatusTexts) {
  * command said is pinned. */
 TEST(Limits, EveryAllocationThatFailsEndsWithAMessage) {
   FakeFrontEnd Fe;
-  Fe.ListAnswer = 3;   /* the optimal palette of 32 colours */
+  Fe.AnswerLists(3);   /* the optimal palette of 32 colours */
   MAIN_InitApp();
   TempDir Dir;
   IMAGE* pSrc = RandomImage(24, 16, 0, 5, 300);

@@ -294,9 +294,14 @@ static PLAT_FRONTEND _FakeTable;
 FakeFrontEnd::FakeFrontEnd() {
   _pFake = this;
   _FakeTable.pfMessageBox = _FakeBox;
-  _FakeTable.pfChooseFromList = _FakeList;
+  _FakeTable.pfChooseFromList = nullptr;
   _FakeTable.pfInvalidateWindow = _FakeRepaint;
   PLAT_SetFrontEnd(&_FakeTable);
+}
+
+void FakeFrontEnd::AnswerLists(int Row) {
+  ListAnswer = Row;
+  _FakeTable.pfChooseFromList = _FakeList;
 }
 
 FakeFrontEnd::~FakeFrontEnd() {

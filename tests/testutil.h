@@ -95,7 +95,8 @@ struct FakeFrontEnd {
   FakeFrontEnd();
   ~FakeFrontEnd();
   std::vector<std::string> Boxes, Titles;
-  int ListAnswer = -1;       /* the row a list question is answered with */
+  void AnswerLists(int Row); /* list questions get Row; without it, their default */
+  int ListAnswer = -1;
   int NumRepaints = 0;       /* requests to paint the window again */
   std::string Texts() const; /* every box text, one a line */
 };
