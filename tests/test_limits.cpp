@@ -157,7 +157,9 @@ TEST(Limits, LineStatusTexts) {
     "Converting image, line 19/100", "Converting image, line 20/100",
     "Converting image, line 99/100", "Converting image, line 100/100", "Converting image, line 101/1000",
     "row 19/10", "row 110/10", "Converting image, line 3/10"}));
-  /* Without hooks an error is a box of its own title. */
+  /* Without a front end a question takes its default answer; without
+   * hooks an error is a box of its own title. */
+  EXPECT_EQ(PLAT_MessageBox("Convert?", "Warning", PLAT_ICON_QUESTION, PLAT_BUTTONS_YESNO, PLAT_ID_NO), PLAT_ID_NO);
   FakeFrontEnd Fe;
   IMAGE_SetHooks(nullptr, nullptr, nullptr);
   IMAGE_ShowError("Out of memory");
