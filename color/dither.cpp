@@ -8,31 +8,33 @@
  * row, 3, 5 and 1 to the three pixels below, behind, under and ahead of
  * it, all scaled by the pixel's strength.
  *
- * The strength, in sixteenths, comes from the picture itself: from the
- * largest difference in one channel between the pixel and its eight
- * neighbours (its activity).
- *  - Smooth areas and soft gradients (activity up to 8) are where bands
- *    show: they give on most of the error, but not all, so that an error
- *    too small to matter dies out instead of adding grain.
- *  - Texture and photo noise (activity 8 to 40) hide bands by themselves:
- *    there the strength falls to 6.
- *  - Hard edges (activity 96 and more), as in icons and screenshots, give
- *    on all of it: noise next to them is not seen, and their smoothed-out
- *    colour stays right.
- * The finer the target, the smaller the error and the less of it is
- * worth spreading: the smooth-area strength is 14 for a palette chosen
- * for the picture of up to 16 colours, 12 at 64 and 8 at 256. Fixed and
- * custom palettes, not chosen for the picture, and the high colour levels
- * (coarse in each channel) are treated as 16 colours.
+ * The strength, in 32nds, comes from the picture itself: from the largest
+ * difference in one channel between the pixel and its eight neighbours
+ * (its activity).
+ *  - Smooth areas and soft gradients are where bands show: they give on
+ *    most of the error, but not all, so that an error too small to matter
+ *    dies out instead of adding grain.
+ *  - Texture and photo noise hide bands by themselves: there the strength
+ *    falls off.
+ *  - Hard edges, as in icons and screenshots, give on (nearly) all of it:
+ *    noise next to them is not seen, and their smoothed-out colour stays
+ *    right.
+ * A target not chosen for the picture (fixed and custom palettes, the
+ * high colour levels, all coarse) takes one set of strengths; a palette
+ * chosen for it another, whose smooth-area strength falls as the palette
+ * grows finer, since its errors are smaller and less worth spreading.
+ * Such a palette is then fitted to the dithered picture (see below).
  *
  * The error that reaches a pixel is bounded to 32 levels per channel, so
  * that a colour the target cannot show does not drag a smear of wrong
- * colours behind it. Errors are kept in two rows of integers in 256ths,
- * one for the current row and one for the next. All of it is integer
- * arithmetic: the same pixels on every platform.
+ * colours behind it. Errors are kept in two rows of integers in 512ths,
+ * one for the current row and one for the next. The diffusion is integer
+ * arithmetic and the palette fit takes its sums in a fixed order: the same
+ * pixels on every platform.
  */
 #include "dither.h"
 
+#include <math.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -42,11 +44,29 @@
 #include "../platform/plat.h"
 
 #define _KEEP        0xFFFFFFFFu   /* source pixel of entry 0, kept as it is */
-#define _SMOOTH      8             /* activity up to which an area is smooth */
-#define _TEXTURE_END 40            /* activity from which it is texture */
-#define _TEXTURE     6             /* strength in texture */
-#define _EDGE        96            /* activity from which it is a hard edge */
-#define _MAX_ERROR   (32 * 256)    /* bound of the error reaching a pixel */
+#define _FULL        32            /* strength that gives on all of the error */
+#define _MAX_ERROR   (32 * 512)    /* bound of the error reaching a pixel */
+
+/* Strengths, in 32nds, by activity: Smooth up to SmoothEnd, falling off
+ * to Texture at TextureEnd, Edge from EdgeStart on. */
+typedef struct {
+  int Smooth;
+  int SmoothEnd;
+  int Texture;
+  int TextureEnd;
+  int EdgeStart;
+  int Edge;
+} _PROFILE;
+
+/* A target not chosen for the picture. */
+static const _PROFILE _Coarse = { 28, 8, 12, 40, 96, 32 };
+
+/* A palette chosen for the picture; Smooth from _aFittedSmooth. */
+static const _PROFILE _Fitted = { 0, 6, 4, 40, 128, 28 };
+
+/* The smooth-area strength of a chosen palette by its size: up to 16,
+ * 32, 64, 128 and 256 entries. */
+static const int _aFittedSmooth[5] = { 27, 26, 26, 21, 16 };
 
 static int _IsDither;
 
@@ -65,7 +85,7 @@ typedef struct {
   I32  XSize;
   I32  YSize;
   U32* aColor;      /* 0x00BBGGRR or _KEEP, scan order */
-  U8*  aStrength;   /* 0 to 16 */
+  U8*  aStrength;   /* 0 to _FULL */
 } _PICTURE;
 
 static void _FreePicture(_PICTURE* p) {
@@ -84,33 +104,35 @@ static int _Diff(U32 a, U32 b) {
   return d;
 }
 
-/* The smooth-area strength for a target of NumEntries colours: 14 up to
- * 16 colours, then 1 less per doubling up to 64 and 2 less per doubling
- * up to 256. */
-static int _SmoothStrength(int NumEntries) {
-  int Log = 4;
-  while (Log < 8 && (2 << Log) <= NumEntries) {
+/* The strengths for a target of NumEntries colours. */
+static _PROFILE _GetProfile(int NumEntries, int IsFitted) {
+  if (!IsFitted) {
+    return _Coarse;
+  }
+  _PROFILE Profile = _Fitted;
+  int      Log     = 0;
+  while (Log < 4 && (16 << Log) < NumEntries) {
     Log++;
   }
-  return Log <= 6 ? 14 - (Log - 4) : 12 - 2 * (Log - 6);
+  Profile.Smooth = _aFittedSmooth[Log];
+  return Profile;
 }
 
-static int _Strength(int Activity, int Smooth) {
-  if (Activity >= _EDGE) {
-    return 16;
+static int _Strength(int Activity, const _PROFILE* p) {
+  if (Activity >= p->EdgeStart) {
+    return p->Edge;
   }
-  if (Activity >= _TEXTURE_END) {
-    return _TEXTURE;
+  if (Activity >= p->TextureEnd) {
+    return p->Texture;
   }
-  if (Activity > _SMOOTH) {
-    return Smooth + (_TEXTURE - Smooth) * (Activity - _SMOOTH) / (_TEXTURE_END - _SMOOTH);
+  if (Activity > p->SmoothEnd) {
+    return p->Smooth + (p->Texture - p->Smooth) * (Activity - p->SmoothEnd) / (p->TextureEnd - p->SmoothEnd);
   }
-  return Smooth;
+  return p->Smooth;
 }
 
-static void _MakeStrength(_PICTURE* p, int NumEntries) {
-  int Smooth = _SmoothStrength(NumEntries);
-  I32 XSize  = p->XSize, YSize = p->YSize;
+static void _MakeStrength(_PICTURE* p, const _PROFILE* pProfile) {
+  I32 XSize = p->XSize, YSize = p->YSize;
   for (I32 y = 0; y < YSize; y++) {
     for (I32 x = 0; x < XSize; x++) {
       U32 c = p->aColor[(size_t)y * XSize + x];
@@ -127,14 +149,14 @@ static void _MakeStrength(_PICTURE* p, int NumEntries) {
           if (n != _KEEP) a = std::max(a, _Diff(c, n));
         }
       }
-      p->aStrength[(size_t)y * XSize + x] = (U8)_Strength(a, Smooth);
+      p->aStrength[(size_t)y * XSize + x] = (U8)_Strength(a, pProfile);
     }
   }
 }
 
 /* Reads the picture; with KeepEntry0, pixels of entry 0 become _KEEP.
  * 0 when memory ran out. */
-static int _ReadPicture(const IMAGE* pSrc, int KeepEntry0, int NumEntries, _PICTURE* p) {
+static int _ReadPicture(const IMAGE* pSrc, int KeepEntry0, const _PROFILE* pProfile, _PICTURE* p) {
   size_t NumPixels = (size_t)pSrc->XSize * (size_t)pSrc->YSize;
   p->XSize     = pSrc->XSize;
   p->YSize     = pSrc->YSize;
@@ -154,7 +176,7 @@ static int _ReadPicture(const IMAGE* pSrc, int KeepEntry0, int NumEntries, _PICT
       }
     }
   }
-  _MakeStrength(p, NumEntries);
+  _MakeStrength(p, pProfile);
   return 1;
 }
 
@@ -193,7 +215,7 @@ static int _Diffuse(const _PICTURE* pPic, IMAGE* pDest, _SNAP* pfSnap, void* pCo
       int  aRGB[3], aOut[3];
       for (int k = 0; k < 3; k++) {
         int e = std::min(_MAX_ERROR, std::max(-_MAX_ERROR, pE[k]));
-        int v = (int)((Color >> (8 * k)) & 0xFF) + ((e + 128) >> 8);
+        int v = (int)((Color >> (8 * k)) & 0xFF) + ((e + 256) >> 9);
         aRGB[k] = std::min(255, std::max(0, v));
       }
       IMAGE_SetPixel(pDest, x, y, pfSnap(pContext, aRGB, aOut));
@@ -268,6 +290,195 @@ static void _SortPalette(const PALETTE* pPalette, int First, _NEAREST* pNearest)
   }
 }
 
+/*********************************************************************
+*  Fitting a palette chosen for the picture to its dithered form
+*
+*  The entries of such a palette sit at the means of the colours they
+*  stand for, so mixes of them fall short of the picture's outer colours;
+*  and a dithered picture is seen from a distance, as its pixels blur
+*  together. After a first diffusion, the entries move to where the
+*  dithered picture, each pixel keeping its entry, comes closest to the
+*  original in least squares:
+*   - over both pictures blurred by a 5 x 5 binomial (about what an eye
+*     makes of a small display at arm's length), so that mixes come out
+*     right;
+*   - plus each pixel's own difference, weighted by how little of its
+*     error the pixel gives on: where the diffusion is weak (texture), a
+*     pixel shows its entry as it is, and that entry should be near it.
+*  The diffusion then runs again on the moved entries.
+*
+*  Sums are taken in one fixed order and the solution is rounded to whole
+*  levels: every platform gives the same palette.
+*/
+#define _OWN_BASE   0.3   /* weight of a pixel's own difference ... */
+#define _OWN_WEAK   4.0   /* ... plus this much times the share it keeps */
+
+static const int _aBinomial[5] = { 1, 4, 6, 4, 1 };   /* 5 x 5 weights sum to 256 */
+
+typedef struct {
+  int     n;          /* entries */
+  double* aA;         /* n x n: the normal equations ... */
+  double* aB;         /* n x 3: ... and their right sides */
+  I32*    aCount;     /* pixels per entry */
+} _FIT;
+
+/* Adds the blurred difference at one pixel: the entries in its 5 x 5
+ * window with their weights, against the window's blurred original. */
+static void _AddBlurred(_FIT* pFit, const _PICTURE* pPic, const U8* aIdx, U32 Color0, I32 x, I32 y) {
+  int    aEntry[25];
+  double aWeight[25], aBlur[3] = { 0, 0, 0 };
+  int    k = 0;
+  for (int dy = -2; dy <= 2; dy++) {
+    if (y + dy < 0 || y + dy >= pPic->YSize) continue;
+    for (int dx = -2; dx <= 2; dx++) {
+      if (x + dx < 0 || x + dx >= pPic->XSize) continue;
+      size_t Pos = (size_t)(y + dy) * pPic->XSize + x + dx;
+      int    w   = _aBinomial[dy + 2] * _aBinomial[dx + 2];
+      U32    c   = pPic->aColor[Pos] == _KEEP ? Color0 : pPic->aColor[Pos];
+      for (int q = 0; q < 3; q++) {
+        aBlur[q] += w * (double)((c >> (8 * q)) & 0xFF);
+      }
+      int m = 0;
+      while (m < k && aEntry[m] != aIdx[Pos]) m++;
+      if (m == k) {
+        aEntry[k]    = aIdx[Pos];
+        aWeight[k++] = 0;
+      }
+      aWeight[m] += w;
+    }
+  }
+  for (int m = 0; m < k; m++) {
+    double* pRow = pFit->aA + (size_t)aEntry[m] * pFit->n;
+    for (int m2 = 0; m2 < k; m2++) {
+      pRow[aEntry[m2]] += aWeight[m] * aWeight[m2];
+    }
+    for (int q = 0; q < 3; q++) {
+      pFit->aB[aEntry[m] * 3 + q] += aWeight[m] * aBlur[q];
+    }
+  }
+}
+
+/* Solves the normal equations of the free entries (Cholesky) and moves
+ * them; the others (before First, or unused) stay. 0 when memory ran
+ * out. */
+static int _Solve(const _FIT* pFit, U32* aCol, int First) {
+  int n = pFit->n;
+  int aFree[256], NumFree = 0;
+  for (int i = First; i < n; i++) {
+    if (pFit->aCount[i] > 0) aFree[NumFree++] = i;
+  }
+  double* aL = (double*)PLAT_Alloc((size_t)NumFree * NumFree * sizeof(double) + 1);
+  double* aV = (double*)PLAT_Alloc((size_t)NumFree * 3 * sizeof(double) + 1);
+  if (aL == NULL || aV == NULL) {
+    PLAT_Free(aL);
+    PLAT_Free(aV);
+    return 0;
+  }
+  /* The right sides, less what the entries that stay give. */
+  for (int f = 0; f < NumFree; f++) {
+    const double* pRow = pFit->aA + (size_t)aFree[f] * n;
+    for (int q = 0; q < 3; q++) {
+      double b = pFit->aB[aFree[f] * 3 + q];
+      for (int j = 0; j < n; j++) {
+        if (j < First) {   /* an unused entry is in no window: nothing */
+          b -= pRow[j] * (double)((aCol[j] >> (8 * q)) & 0xFF);
+        }
+      }
+      aV[f * 3 + q] = b;
+    }
+  }
+  /* Every free entry has pixels of its own, so the matrix is positive
+   * definite; a pivot that is not (rounding) leaves the palette as it is. */
+  int IsSolvable = 1;
+  for (int f = 0; f < NumFree && IsSolvable; f++) {
+    for (int g = 0; g <= f; g++) {
+      double s = pFit->aA[(size_t)aFree[f] * n + aFree[g]];
+      for (int h = 0; h < g; h++) {
+        s -= aL[(size_t)f * NumFree + h] * aL[(size_t)g * NumFree + h];
+      }
+      if (f == g) {
+        IsSolvable = s > 0;
+        aL[(size_t)f * NumFree + f] = IsSolvable ? sqrt(s) : 1;
+      } else {
+        aL[(size_t)f * NumFree + g] = s / aL[(size_t)g * NumFree + g];
+      }
+    }
+  }
+  for (int q = 0; q < 3 && IsSolvable; q++) {
+    for (int f = 0; f < NumFree; f++) {
+      double s = aV[f * 3 + q];
+      for (int h = 0; h < f; h++) s -= aL[(size_t)f * NumFree + h] * aV[h * 3 + q];
+      aV[f * 3 + q] = s / aL[(size_t)f * NumFree + f];
+    }
+    for (int f = NumFree - 1; f >= 0; f--) {
+      double s = aV[f * 3 + q];
+      for (int h = f + 1; h < NumFree; h++) s -= aL[(size_t)h * NumFree + f] * aV[h * 3 + q];
+      aV[f * 3 + q] = s / aL[(size_t)f * NumFree + f];
+    }
+  }
+  for (int f = 0; f < NumFree && IsSolvable; f++) {
+    U32 c = 0;
+    for (int q = 0; q < 3; q++) {
+      double v = std::min(255.0, std::max(0.0, aV[f * 3 + q]));
+      c |= (U32)floor(v + 0.5) << (8 * q);
+    }
+    aCol[aFree[f]] = c;
+  }
+  PLAT_Free(aL);
+  PLAT_Free(aV);
+  return 1;
+}
+
+/* Moves the entries from First on to fit pDest, the picture dithered
+ * onto them. 0 when memory ran out. */
+static int _FitPalette(const _PICTURE* pPic, const IMAGE* pDest, U32* aCol, int NumColors, int First) {
+  size_t NumPixels = (size_t)pPic->XSize * (size_t)pPic->YSize;
+  _FIT   Fit;
+  Fit.n        = NumColors;
+  Fit.aA       = (double*)PLAT_Alloc((size_t)NumColors * NumColors * sizeof(double));
+  Fit.aB       = (double*)PLAT_Alloc((size_t)NumColors * 3 * sizeof(double));
+  Fit.aCount   = (I32*)PLAT_Alloc((size_t)NumColors * sizeof(I32));
+  U8*    aIdx  = (U8*)PLAT_Alloc(NumPixels + 1);
+  int    IsDone = Fit.aA && Fit.aB && Fit.aCount && aIdx;
+  if (IsDone) {
+    memset(Fit.aA, 0, (size_t)NumColors * NumColors * sizeof(double));
+    memset(Fit.aB, 0, (size_t)NumColors * 3 * sizeof(double));
+    memset(Fit.aCount, 0, (size_t)NumColors * sizeof(I32));
+    size_t Pos = 0;
+    for (I32 y = 0; y < pPic->YSize; y++) {
+      for (I32 x = 0; x < pPic->XSize; x++) {
+        aIdx[Pos++] = (U8)IMAGE_GetPixel(pDest, x, y);
+      }
+    }
+    Pos = 0;
+    for (I32 y = 0; y < pPic->YSize; y++) {
+      IMAGE_ShowLineStatus("Fitting palette, line ", y + 1, pPic->YSize);
+      for (I32 x = 0; x < pPic->XSize; x++, Pos++) {
+        if (((x | y) & 1) == 0) {
+          _AddBlurred(&Fit, pPic, aIdx, aCol[0] & 0xFFFFFF, x, y);
+        }
+        U32 c = pPic->aColor[Pos];
+        if (c == _KEEP) continue;
+        /* On the scale of the blurred sums: weights summing to 256, taken
+         * at every other pixel of every other row. */
+        int    i   = aIdx[Pos];
+        double Own = 256.0 * 256.0 / 4 * (_OWN_BASE + _OWN_WEAK * (_FULL - pPic->aStrength[Pos]) / _FULL);
+        Fit.aA[(size_t)i * NumColors + i] += Own;
+        for (int q = 0; q < 3; q++) {
+          Fit.aB[i * 3 + q] += Own * (double)((c >> (8 * q)) & 0xFF);
+        }
+        Fit.aCount[i]++;
+      }
+    }
+    IsDone = _Solve(&Fit, aCol, First);
+  }
+  PLAT_Free(Fit.aA);
+  PLAT_Free(Fit.aB);
+  PLAT_Free(Fit.aCount);
+  PLAT_Free(aIdx);
+  return IsDone;
+}
+
 static int _CheckPalette(const IMAGE* pBitmapOrg, const PALETTE* pPalette) {
   if (pBitmapOrg == NULL) {
     IMAGE_ShowError("Internal error : pBitmapOrg == NULL");
@@ -291,8 +502,20 @@ IMAGE* CONVERT_DitherIntoPalette(IMAGE* pBitmapOrg, const PALETTE* pPalette, int
   if (pImage == NULL) {
     return NULL;
   }
+  /* A palette chosen for the picture is fitted to its dithered form
+   * and the picture dithered again; any other stays as it is. */
+  static U32 aCol[256];
+  PALETTE    Palette = { pPalette->NumColors, aCol };
+  int        First   = (KeepEntry0 && pPalette->NumColors > 1) ? 1 : 0;
+  memcpy(aCol, pPalette->pColors, (size_t)pPalette->NumColors * sizeof(U32));
   _PICTURE Pic;
-  int IsDone = _ReadPicture(pBitmapOrg, KeepEntry0, IsFitted ? Nearest.NumEntries : 16, &Pic) && _Diffuse(&Pic, pImage, _SnapToPalette, &Nearest);
+  _PROFILE Profile = _GetProfile(Nearest.NumEntries, IsFitted);
+  int IsDone = _ReadPicture(pBitmapOrg, KeepEntry0, &Profile, &Pic) && _Diffuse(&Pic, pImage, _SnapToPalette, &Nearest);
+  if (IsDone && IsFitted) {
+    IsDone = _FitPalette(&Pic, pImage, aCol, Palette.NumColors, First);
+    _SortPalette(&Palette, First, &Nearest);
+    IsDone = IsDone && _Diffuse(&Pic, pImage, _SnapToPalette, &Nearest);
+  }
   _FreePicture(&Pic);
   if (!IsDone) {
     IMAGE_ShowError("Not enough memory for dithering");
@@ -300,7 +523,7 @@ IMAGE* CONVERT_DitherIntoPalette(IMAGE* pBitmapOrg, const PALETTE* pPalette, int
     return NULL;
   }
   for (I32 i = 0; i < pPalette->NumColors; i++) {
-    IMAGE_SetColor(pImage, i, pPalette->pColors[i]);
+    IMAGE_SetColor(pImage, i, aCol[i]);
   }
   IMAGE_Free(pBitmapOrg);
   IMAGE_ShowStatus("Conversion done");
@@ -337,7 +560,7 @@ IMAGE* CONVERT_DitherIntoHighColor(IMAGE* pBitmapOrg, int Format) {
     return NULL;
   }
   _PICTURE Pic;
-  int IsDone = _ReadPicture(pBitmapOrg, 0, 16, &Pic) && _Diffuse(&Pic, pImage, _SnapToHighColor, &Format);
+  int IsDone = _ReadPicture(pBitmapOrg, 0, &_Coarse, &Pic) && _Diffuse(&Pic, pImage, _SnapToHighColor, &Format);
   _FreePicture(&Pic);
   if (!IsDone) {
     IMAGE_ShowError("Not enough memory for dithering");
