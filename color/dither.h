@@ -18,8 +18,10 @@ int  CONVERT_GetDither(void);
  * with the same results apart from the pixels. With KeepEntry0 the
  * source's entry 0 pixels stay entry 0, take no part in the diffusion,
  * and no other pixel is given entry 0. IsFitted: the palette was chosen
- * for this picture, so its size tells how fine it is; a fixed or custom
- * palette is taken as coarse whatever its size. */
+ * for this picture, so its size tells how fine it is, and its entries
+ * (entry 0 kept with KeepEntry0) are moved to fit the dithered picture;
+ * a fixed or custom palette is taken as coarse whatever its size, and
+ * stays as it is. */
 IMAGE* CONVERT_DitherIntoPalette(IMAGE* pBitmapOrg, const PALETTE* pPalette, int KeepEntry0, int IsFitted);
 IMAGE* CONVERT_DitherIntoHighColor(IMAGE* pBitmapOrg, int Format);
 
