@@ -358,13 +358,13 @@ static void _AddBlurred(_FIT* pFit, const _PICTURE* pPic, const U8* aIdx, U32 Co
   }
 }
 
-/* Solves the normal equations of the free entries (Cholesky) and moves
- * them; the others (before First, or unused) stay. 0 when memory ran
- * out. */
-static int _Solve(const _FIT* pFit, U32* aCol, int First) {
+/* Solves the normal equations of the entries that pixels show (Cholesky)
+ * and moves them; the others stay: unused ones, and a kept entry 0, whose
+ * pixels take no part. 0 when memory ran out. */
+static int _Solve(const _FIT* pFit, U32* aCol) {
   int n = pFit->n;
   int aFree[256], NumFree = 0;
-  for (int i = First; i < n; i++) {
+  for (int i = 0; i < n; i++) {
     if (pFit->aCount[i] > 0) aFree[NumFree++] = i;
   }
   double* aL = (double*)PLAT_Alloc((size_t)NumFree * NumFree * sizeof(double) + 1);
@@ -374,13 +374,14 @@ static int _Solve(const _FIT* pFit, U32* aCol, int First) {
     PLAT_Free(aV);
     return 0;
   }
-  /* The right sides, less what the entries that stay give. */
+  /* The right sides, less what the entries that stay give (only a kept
+   * entry 0 is in any window). */
   for (int f = 0; f < NumFree; f++) {
     const double* pRow = pFit->aA + (size_t)aFree[f] * n;
     for (int q = 0; q < 3; q++) {
       double b = pFit->aB[aFree[f] * 3 + q];
       for (int j = 0; j < n; j++) {
-        if (j < First) {   /* an unused entry is in no window: nothing */
+        if (pFit->aCount[j] == 0) {
           b -= pRow[j] * (double)((aCol[j] >> (8 * q)) & 0xFF);
         }
       }
@@ -429,9 +430,9 @@ static int _Solve(const _FIT* pFit, U32* aCol, int First) {
   return 1;
 }
 
-/* Moves the entries from First on to fit pDest, the picture dithered
- * onto them. 0 when memory ran out. */
-static int _FitPalette(const _PICTURE* pPic, const IMAGE* pDest, U32* aCol, int NumColors, int First) {
+/* Moves the entries to fit pDest, the picture dithered onto them. 0 when
+ * memory ran out. */
+static int _FitPalette(const _PICTURE* pPic, const IMAGE* pDest, U32* aCol, int NumColors) {
   size_t NumPixels = (size_t)pPic->XSize * (size_t)pPic->YSize;
   _FIT   Fit;
   Fit.n        = NumColors;
@@ -470,7 +471,7 @@ static int _FitPalette(const _PICTURE* pPic, const IMAGE* pDest, U32* aCol, int 
         Fit.aCount[i]++;
       }
     }
-    IsDone = _Solve(&Fit, aCol, First);
+    IsDone = _Solve(&Fit, aCol);
   }
   PLAT_Free(Fit.aA);
   PLAT_Free(Fit.aB);
@@ -512,7 +513,7 @@ IMAGE* CONVERT_DitherIntoPalette(IMAGE* pBitmapOrg, const PALETTE* pPalette, int
   _PROFILE Profile = _GetProfile(Nearest.NumEntries, IsFitted);
   int IsDone = _ReadPicture(pBitmapOrg, KeepEntry0, &Profile, &Pic) && _Diffuse(&Pic, pImage, _SnapToPalette, &Nearest);
   if (IsDone && IsFitted) {
-    IsDone = _FitPalette(&Pic, pImage, aCol, Palette.NumColors, First);
+    IsDone = _FitPalette(&Pic, pImage, aCol, Palette.NumColors);
     _SortPalette(&Palette, First, &Nearest);
     IsDone = IsDone && _Diffuse(&Pic, pImage, _SnapToPalette, &Nearest);
   }

@@ -126,6 +126,22 @@ TEST_F(Quantize, TransparentEntryStaysEntryZero) {
     IMAGE_Free(p);
   }
   IMAGE_Free(pSrc);
+  /* Dithered, the palette is fitted to the picture: the transparent
+   * magenta beside a grey ramp pulls no entry off grey. */
+  IMAGE* pHalf = IMAGE_Create(32, 32, 17);
+  IMAGE_SetColor(pHalf, 0, 0xFF00FF);
+  for (int i = 1; i < 17; i++) IMAGE_SetColor(pHalf, i, (U32)(40 + 5 * i) * 0x010101u);
+  for (int i = 0; i < 32 * 32; i++) IMAGE_SetPixel(pHalf, i % 32, i / 32, i % 32 < 16 ? 0 : (U32)(i % 32 - 15));
+  pHalf->HasTrans = 1;
+  CONVERT_SetDither(1);
+  IMAGE* p = CONVERT_IntoOptimalPalette(pHalf, 4);
+  EXPECT_EQ(IMAGE_GetColor(p, 0), 0xFF00FFu);
+  for (int i = 1; i < p->NumColors; i++) {
+    U32 c = IMAGE_GetColor(p, i);
+    EXPECT_EQ(c & 0xFF, (c >> 8) & 0xFF) << i;
+    EXPECT_EQ((c >> 16) & 0xFF, (c >> 8) & 0xFF) << i;
+  }
+  IMAGE_Free(p);
 }
 
 TEST_F(Quantize, DitherOffLeavesEveryConversionAsItWas) {
