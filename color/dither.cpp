@@ -131,26 +131,35 @@ static int _Strength(int Activity, const _PROFILE* p) {
   return p->Smooth;
 }
 
+/* Each pixel's activity (kept pixels and their pairs left out), then its
+ * strength. */
 static void _MakeStrength(_PICTURE* p, const _PROFILE* pProfile) {
+  U8  aByActivity[256];
   I32 XSize = p->XSize, YSize = p->YSize;
+  for (int a = 0; a < 256; a++) {
+    aByActivity[a] = (U8)_Strength(a, pProfile);
+  }
+  memset(p->aStrength, 0, (size_t)XSize * (size_t)YSize);
+  /* Every pair of neighbours once: to the right, and the three below. */
+  static const int aDx[4] = { 1, -1, 0, 1 }, aDy[4] = { 0, 1, 1, 1 };
   for (I32 y = 0; y < YSize; y++) {
     for (I32 x = 0; x < XSize; x++) {
-      U32 c = p->aColor[(size_t)y * XSize + x];
-      int a = 0;
-      if (c == _KEEP) {
-        p->aStrength[(size_t)y * XSize + x] = 0;
-        continue;
+      size_t Pos = (size_t)y * XSize + x;
+      U32    c   = p->aColor[Pos];
+      if (c == _KEEP) continue;
+      for (int k = 0; k < 4; k++) {
+        I32 xn = x + aDx[k], yn = y + aDy[k];
+        if (xn < 0 || xn >= XSize || yn >= YSize) continue;
+        size_t PosN = (size_t)yn * XSize + xn;
+        if (p->aColor[PosN] == _KEEP) continue;
+        U8 d = (U8)_Diff(c, p->aColor[PosN]);
+        p->aStrength[Pos]  = std::max(p->aStrength[Pos], d);
+        p->aStrength[PosN] = std::max(p->aStrength[PosN], d);
       }
-      for (I32 dy = -1; dy <= 1; dy++) {
-        if (y + dy < 0 || y + dy >= YSize) continue;
-        for (I32 dx = -1; dx <= 1; dx++) {
-          if (x + dx < 0 || x + dx >= XSize) continue;
-          U32 n = p->aColor[(size_t)(y + dy) * XSize + x + dx];
-          if (n != _KEEP) a = std::max(a, _Diff(c, n));
-        }
-      }
-      p->aStrength[(size_t)y * XSize + x] = (U8)_Strength(a, pProfile);
     }
+  }
+  for (size_t Pos = 0; Pos < (size_t)XSize * (size_t)YSize; Pos++) {
+    p->aStrength[Pos] = p->aColor[Pos] == _KEEP ? 0 : aByActivity[p->aStrength[Pos]];
   }
 }
 
@@ -451,19 +460,26 @@ static int _FitPalette(const _PICTURE* pPic, const IMAGE* pDest, U32* aCol, int 
         aIdx[Pos++] = (U8)IMAGE_GetPixel(pDest, x, y);
       }
     }
+    /* The blurred difference is taken at every Step-th pixel of every
+     * Step-th row: its windows still cover the picture, and a large one
+     * gives at most about 64 Ki of them. */
+    int Step = 2;
+    while ((size_t)(pPic->XSize / Step) * (size_t)(pPic->YSize / Step) > 65536) {
+      Step++;
+    }
     Pos = 0;
     for (I32 y = 0; y < pPic->YSize; y++) {
       IMAGE_ShowLineStatus("Fitting palette, line ", y + 1, pPic->YSize);
       for (I32 x = 0; x < pPic->XSize; x++, Pos++) {
-        if (((x | y) & 1) == 0) {
+        if (x % Step == 0 && y % Step == 0) {
           _AddBlurred(&Fit, pPic, aIdx, aCol[0] & 0xFFFFFF, x, y);
         }
         U32 c = pPic->aColor[Pos];
         if (c == _KEEP) continue;
-        /* On the scale of the blurred sums: weights summing to 256, taken
-         * at every other pixel of every other row. */
+        /* On the scale of the blurred sums: weights summing to 256, one
+         * window in Step * Step pixels. */
         int    i   = aIdx[Pos];
-        double Own = 256.0 * 256.0 / 4 * (_OWN_BASE + _OWN_WEAK * (_FULL - pPic->aStrength[Pos]) / _FULL);
+        double Own = 256.0 * 256.0 / (Step * Step) * (_OWN_BASE + _OWN_WEAK * (_FULL - pPic->aStrength[Pos]) / _FULL);
         Fit.aA[(size_t)i * NumColors + i] += Own;
         for (int q = 0; q < 3; q++) {
           Fit.aB[i * 3 + q] += Own * (double)((c >> (8 * q)) & 0xFF);
