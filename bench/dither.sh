@@ -15,7 +15,7 @@
 set -u
 cd "$(dirname "$0")/.."
 BUILD=$(realpath "${1:-build}")
-ZELMAR=$BUILD/zelmar
+ZELMAR=$BUILD/zelmar-console   # the command-line program: no window system to load
 QUALITY="/usr/bin/python3 $(pwd)/bench/quality.py"
 . bench/pictures.sh
 COLORS=(16 64 256)
@@ -49,7 +49,7 @@ done
 $QUALITY < pairs.txt | paste -d' ' - - > measures.txt
 $QUALITY < hpairs.txt | paste -d' ' - - > hmeasures.txt
 
-echo "Dithered optimal palette (zelmar -dither1) against pngquant --speed 1 (default dithering)"
+echo "Dithered optimal palette (zelmar-console -dither1) against pngquant --speed 1 (default dithering)"
 echo "SSIM over RGB; PSNR and blurred PSNR (Gaussian, sigma 1) in dB; whole-run times in ms"
 echo
 printf "%-12s %4s | %6s %6s | %6s %6s | %6s %6s | %6s %6s\n" picture N "SSIM z" "SSIM p" "PSNR z" "PSNR p" "blur z" "blur p" "ms z" "ms p"
