@@ -16,6 +16,7 @@ import os
 import random
 import re
 import shutil
+import signal
 import subprocess
 import sys
 import threading
@@ -95,13 +96,18 @@ def sync_tree(src, dst):
 
 
 def run(cmd, cwd, timeout=None, env=None):
+    """(exit code, output); the code is None after a time-out, which ends
+    the command's whole process group: a program that a test started and
+    that a fault keeps writing must not outlive it (it fills the disk)."""
+    p = subprocess.Popen(cmd, cwd=cwd, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                         errors='replace', env=dict(os.environ, **env) if env else None,
+                         start_new_session=True)
     try:
-        p = subprocess.run(cmd, cwd=cwd, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
-                           timeout=timeout, errors='replace',
-                           env=dict(os.environ, **env) if env else None)
-        return p.returncode, p.stdout
-    except subprocess.TimeoutExpired as e:
-        out = e.stdout.decode(errors='replace') if isinstance(e.stdout, bytes) else (e.stdout or '')
+        out, _ = p.communicate(timeout=timeout)
+        return p.returncode, out
+    except subprocess.TimeoutExpired:
+        os.killpg(p.pid, signal.SIGKILL)
+        out, _ = p.communicate()
         return None, out
 
 
