@@ -1,14 +1,11 @@
 /* Colour conversions against plain procedures of a few lines on random
- * pictures, the fixed palettes against their golden listing, custom
- * palette files and transparency. */
+ * pictures, and the fixed palettes against their golden listing. */
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <set>
 
-#include "color/custompal.h"
 #include "color/palette.h"
-#include "color/transparency.h"
 #include "color/truecolor.h"
 #include "commands/workspace.h"
 #include "commands/dispatch.h"
@@ -42,14 +39,6 @@ std::string PaletteText(const IMAGE* p) {
     snprintf(ac, sizeof(ac), "%06X%s", IMAGE_GetColor(p, i), i % 16 == 15 || i == p->NumColors - 1 ? "\n" : " ");
     s += ac;
   }
-  return s;
-}
-
-std::string PaletteFile(std::vector<U32> aColor, unsigned NumColors) {
-  std::string s = "OmrakPal";
-  Put32(s, NumColors);
-  Put32(s, 0);
-  for (U32 c : aColor) Put32(s, c);
   return s;
 }
 
@@ -165,51 +154,4 @@ TEST(Color, HighColourSnapsToTheNearestLevelAndRGBKeepsTheColours) {
     IMAGE_Free(p);
     IMAGE_Free(pSrc);
   }
-}
-
-TEST(Color, TransparencyMovesTheChosenEntryToZeroAndKeepsThePicture) {
-  IMAGE* pSrc = RandomImage(6, 4, 9, 4);
-  for (int Choice = 0; Choice <= 10; Choice++) {
-    IMAGE* p = IMAGE_Copy(pSrc);
-    IMAGE_SetTransparency(p, Choice);
-    EXPECT_EQ(Diff(p, pSrc, true), "") << Choice;
-    EXPECT_EQ(p->HasTrans, Choice >= 1 && Choice <= 9) << Choice;
-    if (Choice >= 1 && Choice <= 9) {
-      EXPECT_EQ(IMAGE_GetColor(p, 0), IMAGE_GetColor(pSrc, Choice - 1));
-    }
-    IMAGE_Free(p);
-  }
-  IMAGE_Free(pSrc);
-}
-
-TEST(Color, CustomPaletteFiles) {
-  TempDir Dir;
-  ReportCatcher Rc;
-  std::vector<U32> aColor;
-  for (U32 i = 0; i < 256; i++) aColor.push_back(0xFFFFFFu - i * 0x010203u);
-  aColor[0] = 0xA5102030;   /* on file 30 20 10 A5: the fourth byte stays */
-  WriteFileBytes(Dir.File("256.OmrakPal"), PaletteFile(aColor, 256) + "behind");
-  ASSERT_EQ(CUSTOMPAL_Load(Dir.File("256.OmrakPal").c_str()), 0);
-  IMAGE* p = CONVERT_IntoCustomPalette(RandomImage(4, 4, 0, 2));
-  ASSERT_NE(p, nullptr);
-  ASSERT_EQ(p->NumColors, 256);
-  for (int i = 0; i < 256; i++) EXPECT_EQ(IMAGE_GetColor(p, i), aColor[(size_t)i]) << i;
-  IMAGE_Free(p);
-  /* A pixel beyond the source's palette shows entry 0 (red), not black. */
-  WriteFileBytes(Dir.File("3.OmrakPal"), PaletteFile({0xFFFFFF, 0x0000FF, 0x000000}, 3));
-  ASSERT_EQ(CUSTOMPAL_Load(Dir.File("3.OmrakPal").c_str()), 0);
-  IMAGE* pSrc = IMAGE_Create(2, 1, 2);
-  IMAGE_SetColor(pSrc, 0, 0x0000FF);
-  IMAGE_SetPixel(pSrc, 1, 0, 7);
-  p = CONVERT_IntoCustomPalette(pSrc);
-  EXPECT_EQ(IMAGE_GetPixel(p, 0, 0), 1u);
-  EXPECT_EQ(IMAGE_GetPixel(p, 1, 0), 1u);
-  IMAGE_Free(p);
-  EXPECT_TRUE(Rc.Errors.empty());
-  WriteFileBytes(Dir.File("bad.OmrakPal"), PaletteFile({}, 257));
-  EXPECT_EQ(CUSTOMPAL_Load(Dir.File("bad.OmrakPal").c_str()), 1);
-  /* A refused file leaves the palette loaded before. */
-  p = CONVERT_IntoCustomPalette(RandomImage(2, 2, 0, 1));
-  EXPECT_EQ(p->NumColors, 3);
-  IMAGE_Free(p);
 }

@@ -305,24 +305,6 @@ TEST(Options, EachGeometryOptionDoesItsOwnChange) {
   }
 }
 
-/* A name of 259 characters opens; one more is refused before the file is
- * looked at (the name is kept in 260 characters with its end). */
-TEST(Workspace, NamesOfUpTo259CharactersOpen) {
-  SKIP_ON_WINDOWS();   /* Windows counts the whole path against its own limit */
-  TempDir Dir;
-  const std::string sFolder(200, 'd');
-  std::filesystem::create_directory(Dir.File(sFolder));
-  IMAGE* p = RandomImage(2, 2, 2, 1);
-  for (int Len : {259, 260}) {
-    std::string sName = sFolder + "/" + std::string((size_t)Len - sFolder.size() - 5, 'p') + ".bmp";
-    WriteFileBytes(Dir.File(sName), MakeBMP(p));
-    std::remove(Dir.File("Zelmar.log").c_str());
-    EXPECT_EQ(RunZelmar(Dir.Path, {sName, "-exit"}), Len == 260 ? 1 : 0) << Len;
-    EXPECT_EQ(ReadFileBytes(Dir.File("Zelmar.log")), Len == 260 ? "\r\nFilename too long\r\nError opening file\r\n" : "") << Len;
-  }
-  IMAGE_Free(p);
-}
-
 /* Opening a file pushes the picture it replaces; a failed open keeps
  * picture and stack and changes only the name (after a read) and the type
  * (for a known extension). Eleven changes keep ten snapshots. */

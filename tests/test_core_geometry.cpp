@@ -1,5 +1,5 @@
-/* The image core and the geometry operations, against plain per-pixel
- * mappings on random pictures. */
+/* The geometry operations against plain per-pixel mappings on random
+ * pictures. */
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -30,22 +30,6 @@ IMAGE* Copy(const IMAGE* p) {
 }
 
 }  // namespace
-
-TEST(Image, CopyIsEqualAndSizesAreChecked) {
-  for (int n : {0, 2, 4, 256}) {
-    IMAGE* p = RandomImage(13, 5, n, 1);
-    if (n) IMAGE_SetColor(p, n - 1, 0x12345678);   /* the reserved byte travels too */
-    IMAGE* q = IMAGE_Copy(p);
-    EXPECT_EQ(Diff(p, q), "") << n;
-    IMAGE_Free(q);
-    IMAGE_Free(p);
-  }
-  ReportCatcher Rc;
-  EXPECT_EQ(IMAGE_Create(1, 1, 257), nullptr);
-  EXPECT_EQ(IMAGE_Create(-3, 2, 0), nullptr);
-  EXPECT_EQ(Rc.Errors, (std::vector<std::string>{"Only palettes with up to 256 entries supported!",
-                                                   "Image size -3 * 2 not supported"}));
-}
 
 TEST(Geometry, FlipsAndTurnsMovePixelsAsPlainMappings) {
   /* 67 x 130 crosses the tiles in which quarter turns work. */
@@ -105,30 +89,4 @@ TEST(Geometry, ShrinkAveragesFourWithTheEdgeRepeated) {
       IMAGE_Free(pSrc);
     }
   }
-}
-
-TEST(Geometry, InversionsOfIndicesColoursAndPalette) {
-  IMAGE* pSrc = RandomImage(9, 4, 11, 5);
-  IMAGE_SetColor(pSrc, 3, 0xAB123456);
-  IMAGE* p = IMAGE_InvertIndices(Copy(pSrc));
-  EXPECT_EQ(Diff(p, pSrc).substr(0, 5), "pixel");   /* the palette stays */
-  for (int i = 0; i < 36; i++) {
-    EXPECT_EQ(IMAGE_GetPixel(p, i % 9, i / 9), 10 - IMAGE_GetPixel(pSrc, i % 9, i / 9));
-  }
-  IMAGE_Free(p);
-  p = IMAGE_InvertColors(Copy(pSrc));
-  for (int i = 0; i < 11; i++) {
-    EXPECT_EQ(IMAGE_GetColor(p, i), IMAGE_GetColor(pSrc, i) ^ 0xFFFFFF) << i;   /* reserved byte stays */
-  }
-  IMAGE_Free(p);
-  IMAGE_Free(pSrc);
-  pSrc = RandomImage(5, 3, 0, 6);
-  for (auto* pfInvert : {IMAGE_InvertIndices, IMAGE_InvertColors}) {
-    p = pfInvert(Copy(pSrc));
-    for (int i = 0; i < 15; i++) {
-      EXPECT_EQ(IMAGE_GetPixel(p, i % 5, i / 5), IMAGE_GetPixel(pSrc, i % 5, i / 5) ^ 0xFFFFFF);
-    }
-    IMAGE_Free(p);
-  }
-  IMAGE_Free(pSrc);
 }

@@ -1,8 +1,6 @@
-/* The Save dialog's extension rules, and Save As and Open driven through
- * a front end whose file dialog answers as a user would. */
+/* Save As and Open driven through a front end whose file dialog answers
+ * as a user would. */
 #include <gtest/gtest.h>
-
-#include <string.h>
 
 #include <string>
 
@@ -11,33 +9,6 @@
 #include "commands/workspace.h"
 #include "platform/plat.h"
 #include "testutil.h"
-
-static std::string _Start(const char* sName, int Index, int List = FILEDLG_LIST_SAVE_PALETTE) {
-  int NumFilters;
-  const PLAT_FILTER* aFilter = FILEDLG_GetFilters(List, &NumFilters);
-  char ac[FILEDLG_NAME_LEN];
-  snprintf(ac, sizeof(ac), "%s", sName);
-  FILEDLG_ReplaceExt(ac, FILEDLG_NAME_LEN - 1, FILEDLG_GetFilterExt(aFilter, NumFilters, Index));
-  return ac;
-}
-
-TEST(FileDlg, StartNameTakesTheTypesExtensionAtTheFirstDot) {
-  EXPECT_EQ(_Start("a.b.bmp", 3), "a.gif");
-  EXPECT_EQ(_Start("picture", 2), "picture.bmp");
-  EXPECT_EQ(_Start("", 1), ".c");
-  EXPECT_EQ(_Start("C:\\my.dir\\pic.bmp", 1), "C:\\my.c");
-  EXPECT_EQ(_Start("x.gif", 4), "x.dta");
-  /* Past the three entries of a true-colour image: the first one's. */
-  EXPECT_EQ(_Start("x.gif", 4, FILEDLG_LIST_SAVE_RGB), "x.c");
-  EXPECT_EQ(_Start("x.gif", 0, FILEDLG_LIST_SAVE_RGB), "x.c");
-  /* Cut to the buffer, never past it. */
-  char ac[8] = "abcdefg";
-  FILEDLG_ReplaceExt(ac, 5, "bmp");
-  EXPECT_STREQ(ac, "abcde");
-  strcpy(ac, "ab");
-  FILEDLG_ReplaceExt(ac, 5, "bmp");
-  EXPECT_STREQ(ac, "ab.bm");
-}
 
 /* A file dialog that records what it was given and answers from a script. */
 static PLAT_FILEDLG _Seen;

@@ -75,40 +75,6 @@ TEST(Corpus, EveryFileLoadsOrIsRefusedWithItsMessage) {
   EXPECT_EQ(Rc.Errors, std::vector<std::string>{"File truncated ... Expected a file length of 1086, Read only 273 bytes."});
 }
 
-TEST(Corpus, SamePictureInEveryEncoding) {
-  IMAGE* pRgb = LoadCorpusFile("g/rgb24.bmp");
-  ASSERT_NE(pRgb, nullptr);
-  for (const char* s : {"g/rgb32.bmp", "g/rgb32bf.bmp", "g/rgb32bfdef.bmp"}) {
-    IMAGE* p = LoadCorpusFile(s);
-    EXPECT_EQ(Diff(pRgb, p, true), "") << s;
-    IMAGE_Free(p);
-  }
-  /* 16 bits: five or six bits a channel, scaled back to 0..255 */
-  for (const char* s : {"g/rgb16.bmp", "g/rgb16-565.bmp", "g/rgb16bfdef.bmp"}) {
-    IMAGE* p = LoadCorpusFile(s);
-    ASSERT_NE(p, nullptr) << s;
-    for (int i = 0; i < 127 * 64 * 3; i++) {
-      U32 a = IMAGE_GetPixelColor(pRgb, i / 3 % 127, i / 381), b = IMAGE_GetPixelColor(p, i / 3 % 127, i / 381);
-      ASSERT_LE(abs((int)(a >> (i % 3 * 8) & 255) - (int)(b >> (i % 3 * 8) & 255)), 8) << s << " " << i;
-    }
-    IMAGE_Free(p);
-  }
-  IMAGE_Free(pRgb);
-  const std::vector<std::vector<std::string>> aGroup = {
-    {"g/pal8.bmp", "g/pal8-0.bmp", "g/pal8rle.bmp", "g/pal8topdown.bmp", "g/pal8v4.bmp", "g/pal8v5.bmp"},
-    {"g/pal4.bmp", "g/pal4rle.bmp"},
-  };
-  for (const auto& Group : aGroup) {
-    IMAGE* pRef = LoadCorpusFile(Group[0]);
-    for (const std::string& s : Group) {
-      IMAGE* p = LoadCorpusFile(s);
-      EXPECT_EQ(Diff(pRef, p, true), "") << s;
-      IMAGE_Free(p);
-    }
-    IMAGE_Free(pRef);
-  }
-}
-
 TEST(Bitmap, WriterAndReaderAgreeAtEveryDepthAndWidth) {
   for (int n : {0, 2, 3, 16, 17, 256}) {
     for (int w = 1; w <= 13; w++) {

@@ -87,30 +87,6 @@ TEST_F(Quantize, ExactAtOrBelowNColorsAndDeterministic) {
   EXPECT_TRUE(Reports.Errors.empty());
 }
 
-TEST_F(Quantize, ManyColorsGoToAtMostNEntriesEachPixelToItsNearest) {
-  IMAGE* pSrc = RandomImage(64, 48, 0, 7, 3000);
-  for (int N : {2, 16, 256}) {
-    IMAGE* p = CONVERT_IntoOptimalPalette(IMAGE_Copy(pSrc), N);
-    ASSERT_TRUE(p);
-    ASSERT_LE(p->NumColors, N);
-    for (int i = 0; i < 64 * 48; i++) {
-      U32 c = IMAGE_GetPixel(pSrc, i % 64, i / 64);
-      int Best = INT32_MAX;
-      for (int k = 0; k < p->NumColors; k++) Best = std::min(Best, ColorDist(c, IMAGE_GetColor(p, k)));
-      ASSERT_EQ(ColorDist(c, IMAGE_GetPixelColor(p, i % 64, i / 64)), Best) << N;
-    }
-    IMAGE_Free(p);
-  }
-  /* 16 colours along a ramp of 256 steps: about 16 steps per entry, so
-   * the squared error stays near what even spacing gives (about 48). */
-  IMAGE* pRamp = Ramp(300, 8);
-  IMAGE* pOpt  = CONVERT_IntoOptimalPalette(IMAGE_Copy(pRamp), 16);
-  double Sum   = 0;
-  for (int x = 0; x < 300; x++) Sum += ColorDist(IMAGE_GetPixel(pRamp, x, 0), IMAGE_GetPixelColor(pOpt, x, 0));
-  EXPECT_LT(Sum / 300, 60);
-  IMAGE_Free(pOpt); IMAGE_Free(pRamp); IMAGE_Free(pSrc);
-}
-
 TEST_F(Quantize, TransparentEntryStaysEntryZero) {
   IMAGE* pSrc = MakeTestImage(40, 30, 200);
   for (int Dither : {0, 1}) {

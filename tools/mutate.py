@@ -16,6 +16,7 @@ import os
 import random
 import re
 import shutil
+import signal
 import subprocess
 import sys
 import threading
@@ -95,13 +96,18 @@ def sync_tree(src, dst):
 
 
 def run(cmd, cwd, timeout=None, env=None):
+    """(exit code, output); the code is None after a time-out, which ends
+    the command's whole process group: a program that a test started and
+    that a fault keeps writing must not outlive it (it fills the disk)."""
+    p = subprocess.Popen(cmd, cwd=cwd, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                         errors='replace', env=dict(os.environ, **env) if env else None,
+                         start_new_session=True)
     try:
-        p = subprocess.run(cmd, cwd=cwd, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
-                           timeout=timeout, errors='replace',
-                           env=dict(os.environ, **env) if env else None)
-        return p.returncode, p.stdout
-    except subprocess.TimeoutExpired as e:
-        out = e.stdout.decode(errors='replace') if isinstance(e.stdout, bytes) else (e.stdout or '')
+        out, _ = p.communicate(timeout=timeout)
+        return p.returncode, out
+    except subprocess.TimeoutExpired:
+        os.killpg(p.pid, signal.SIGKILL)
+        out, _ = p.communicate()
         return None, out
 
 
@@ -836,6 +842,10 @@ def run_auto(args):
         sample = stratified_sample(all_sites(old_tree, args.seed, folders), args.auto, args.seed)
         sample = [move_site(s, old_tree, source) for s in sample]
         print('the sample of %s, moved: %d not found' % (args.sample_rev, sum(1 for s in sample if s.start < 0)))
+    if args.matrix:
+        return run_matrix(args, source, [('A%d' % (i + 1), s.where(), s if s.start >= 0 else None)
+                                         for i, s in enumerate(sample)
+                                         if not args.only or i + 1 in numbers(args.only)])
     if args.dry_run:
         for i, s in enumerate(sample):
             print('#%-3d %-28s %-8s %s' % (i + 1, s.where(), s.kind, s.change))
@@ -930,6 +940,97 @@ def run_auto(args):
     return 0
 
 
+def every_failure(runner, timeout):
+    """The names of every test of one binary that fails, the run not stopping
+    at the first: a test that crashes or hangs counts as failed, and the
+    binary starts again after it.  None when the binary itself fails."""
+    failed, started = [], []
+    for _ in range(8):
+        result = runner(timeout, '-' + ':'.join(started) if started else '*')
+        if result is None:
+            return failed  # the desktop's tests, not built here
+        rc, out = result
+        failed += [n for n in failed_tests(out) if n not in failed]
+        if rc is not None and re.search(r'^\[==========\] \d+ tests? from .* ran', out, re.M):
+            return failed
+        now = re.findall(r'^\[ RUN      \] (\S+)', out, re.M)
+        if not now:
+            return None
+        if now[-1] not in failed:
+            failed.append(now[-1])
+        started += [n for n in now if n not in started]
+    return failed
+
+
+def run_matrix(args, source, faults):
+    """For each fault (key, where, planted-site), every main and desktop test
+    that fails, one line per fault appended to args.matrix: key, place,
+    status, names.  Faults already in the file are skipped, so a run stopped
+    early goes on where it was."""
+    done = set()
+    if os.path.isfile(args.matrix):
+        with open(args.matrix, encoding='utf-8') as f:
+            done = {l.split('\t')[0] for l in f if l.strip()}
+    faults = [f for f in faults if f[0] not in done]
+    args.timeout = args.timeout or 90
+    args.workdir = os.path.abspath(args.workdir)
+    link_corpus(args.workdir)
+    jobs = max(1, min(args.jobs, len(faults)))
+    slots = [Slot(args.workdir, k, 1 if jobs > 1 else 2) for k in range(jobs)]
+    print('preparing %d scratch tree(s) in %s ...' % (jobs, args.workdir), flush=True)
+    for slot in slots:
+        slot.prepare(source)
+    if every_failure(slots[0].tests, args.timeout) or every_failure(slots[0].shell_tests, args.timeout):
+        sys.exit('the tests fail on the unmodified tree')
+    free, lock = list(slots), threading.Lock()
+    deadline = time.time() + 60 * args.minutes if args.minutes else None
+
+    def work(fault):
+        key, where, site = fault
+        if deadline and time.time() > deadline:
+            return
+        with lock:
+            slot = free.pop()
+        t0 = time.time()
+        try:
+            if site is None:
+                status, names = 'NOT FOUND', []
+            else:
+                with Planted(slot, site):
+                    rc, out = slot.make()
+                    if rc != 0:
+                        status, names = 'NO BUILD', []
+                    else:
+                        names = []
+                        for runner in (slot.tests, slot.shell_tests):
+                            got = every_failure(runner, args.timeout)
+                            names += ['crash'] if got is None else got
+                        status = 'caught' if names else 'MISSED'
+        finally:
+            with lock:
+                free.append(slot)
+        with lock:
+            with open(args.matrix, 'a', encoding='utf-8') as f:
+                f.write('%s\t%s\t%s\t%s\n' % (key, where, status, ' '.join(names)))
+            print('%-5s %-9s %-28s %d test(s)  (%.0fs)' % (key, status, where, len(names),
+                                                        time.time() - t0), flush=True)
+
+    with concurrent.futures.ThreadPoolExecutor(max_workers=jobs) as pool:
+        list(pool.map(work, faults))
+    return 0
+
+
+def list_site(root, fault):
+    """A fault of the list as a site of the tree at root; None when its old
+    text is not there exactly once."""
+    text = _read(root, fault.path)
+    if text.count(fault.old) != 1:
+        return None
+    start = text.index(fault.old)
+    return Site(fault.path, start, start + len(fault.old), fault.new,
+                text.count('\n', 0, start) + 1, 'list', fault.desc)
+
+
 def link_corpus(workdir):
     """The tests find the corpus at ../shared/corpus next to the source tree:
     next to this tree, or, for a git worktree, next to the main one."""
@@ -978,6 +1079,9 @@ def main():
                     help='with --auto: the sample of this revision, each fault planted at the same line of the tree tested')
     ap.add_argument('--only', help='with --auto: only these faults of the sample, e.g. 5,17-20')
     ap.add_argument('--minutes', type=float, help='with --auto: start no fault after this many minutes')
+    ap.add_argument('--matrix', metavar='OUT',
+                    help='run every main and desktop test on each fault, not stopping at the first'
+                         ' failure, and append the names of those that fail to OUT')
     ap.add_argument('--report', metavar='LOG',
                     help='with --auto: only the table, from the output of a run of the same sample')
     args = ap.parse_args()
@@ -1008,6 +1112,11 @@ def main():
                       'no such file' if n < 0 else 'found %d times' % n, fault.desc))
         print('%d of %d faults apply' % (len(faults) - bad, len(faults)))
         return 1 if bad else 0
+
+    if args.matrix:
+        source = source_tree(args)
+        return run_matrix(args, source, [('L%d' % f.num, '%s:%d' % (f.path, site.line) if site else f.path, site)
+                                         for f in faults for site in [list_site(source, f)]])
 
     args.workdir = os.path.abspath(args.workdir)
     link_corpus(args.workdir)

@@ -1,6 +1,6 @@
 /* The tests' own stand-in for the graphics library's header: just enough
- * for a generated C bitmap file to compile, with a layout that the test
- * decoder (decode.c) reads back. Nothing here comes from the library.
+ * for a generated C bitmap file to compile. Nothing here comes from the
+ * library.
  *
  * The generated file fills the descriptor in this order: XSize, YSize,
  * BytesPerLine, BitsPerPixel, picture pointer, palette pointer and, for
@@ -33,8 +33,8 @@ typedef struct {
 #define OMRAK_COMPRESS_RLE4 1004
 #define OMRAK_COMPRESS_RLE8 1008
 
-/* Draw methods. The decoder tells them apart by their addresses; each
- * is defined once, in decode.c. */
+/* Draw methods, told apart by their addresses; declared only, as the
+ * tests compile generated files without linking them. */
 typedef struct {
   const char* sName;
 } OMRAK_DRAW_METHOD;
@@ -52,7 +52,7 @@ extern const OMRAK_DRAW_METHOD OMRAK_DrawRLE4, OMRAK_DrawRLE8, OMRAK_DrawBMP565,
 #define OMRAK_DRAW_BMPM888 (&OMRAK_DrawBMPM888)
 
 /* The bytes of 1-bit rows are written as eight characters, the most
- * significant bit first: "X" for a set bit, "_" for a clear one. The
- * tests define the 256 names in front of each generated file. */
+ * significant bit first: "X" for a set bit, "_" for a clear one. A file
+ * that has them needs the 256 names defined in front of it. */
 
 #endif
