@@ -1,5 +1,5 @@
-/* The writers: a golden file per family of formats holds the exact text
- * of generated C files; C streams are read back by a plain reader. */
+/* The writers: a golden file holds the exact text of generated C files in
+ * every format; C streams are read back by a plain reader. */
 #include <gtest/gtest.h>
 
 #include "output/bmpout.h"
@@ -9,8 +9,8 @@
 TEST(CSource, GoldenFilePerFamilyAndLimits) {
   std::string s;
   /* 45 values of "0x.., " make a line of exactly 254 characters */
-  for (int Format : {1, 5, 6, 9, 10, 13}) {
-    IMAGE* p = RandomImage(45, 3, Format == 1 ? 2 : Format <= 7 ? 5 : 0, 11, 3);
+  for (int Format : {1, 2, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13}) {
+    IMAGE* p = RandomImage(45, 3, Format == 1 ? 2 : Format == 2 ? 4 : Format <= 7 ? 5 : 0, 11, 3);
     for (int x = 20; x < 30; x++) IMAGE_SetPixel(p, x, 1, IMAGE_GetPixel(p, 19, 1));
     p->HasTrans = Format == 1;
     s += SaveBytes(&p, 1, Format, Format == 1, "dir\\sub/my pic.v2.c") + "\n";

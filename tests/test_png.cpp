@@ -1,10 +1,13 @@
 /* PNG and JPEG input, checked pixel by pixel against what Pillow reads
- * from the same files (tests/pil_pixels.py): files that Pillow writes here
- * of every colour type, with and without transparency. */
+ * from the same files (tests/pil_pixels.py): the PngSuite corpus (every
+ * colour type, depth and interlacing; its corrupt x* files must be refused
+ * with a message) and files that Pillow writes here of every colour type,
+ * with and without transparency. */
 #include <gtest/gtest.h>
 
 #include <stdlib.h>
 
+#include <filesystem>
 #include <string>
 
 #include "commands/workspace.h"
@@ -12,6 +15,8 @@
 #include "testutil.h"
 
 namespace {
+
+const std::string kSuiteDir = std::string(ZELMAR_CORPUS_DIR) + "/pngsuite";
 
 bool RunPython(const std::string& sArgs) {
   return system(("/usr/bin/python3 " + sArgs + " >/dev/null 2>&1").c_str()) == 0;
@@ -58,6 +63,31 @@ std::string Compare(const IMAGE* pImage, const std::string& sPx, int Tolerance) 
     }
   }
   return "";
+}
+
+TEST(PngInput, PngSuiteMatchesPillowAndCorruptFilesAreRefused) {
+  SKIP_ON_WINDOWS();
+  TempDir Dir;
+  ASSERT_TRUE(DumpWithPillow(Dir.Path, "'" + kSuiteDir + "'/*.png"));
+  int NumFiles = 0;
+  for (const auto& Entry : std::filesystem::directory_iterator(kSuiteDir)) {
+    std::string sName = Entry.path().filename().string();
+    if (Entry.path().extension() != ".png") continue;
+    NumFiles++;
+    ReportCatcher Rc;
+    IMAGE* pImage = LoadPath(Entry.path().string(), LOADER_TYPE_PNG);
+    if (sName[0] == 'x') {
+      EXPECT_EQ(pImage, nullptr) << sName;
+      EXPECT_FALSE(Rc.Errors.empty()) << sName;
+    } else if (pImage == nullptr) {
+      ADD_FAILURE() << sName << ": " << (Rc.Errors.empty() ? "" : Rc.Errors[0]);
+    } else {
+      EXPECT_TRUE(Rc.Errors.empty()) << sName;
+      EXPECT_EQ(Compare(pImage, ReadFileBytes(Dir.File(sName + ".px")), 0), "") << sName;
+    }
+    IMAGE_Free(pImage);
+  }
+  EXPECT_GT(NumFiles, 150);
 }
 
 /* Files written by Pillow: every PNG colour type and JPEG kind, and the
