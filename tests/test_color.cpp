@@ -1,11 +1,13 @@
 /* Colour conversions against plain procedures of a few lines on random
- * pictures, and the fixed palettes against their golden listing. */
+ * pictures, the fixed palettes against their golden listing and
+ * transparency. */
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <set>
 
 #include "color/palette.h"
+#include "color/transparency.h"
 #include "color/truecolor.h"
 #include "commands/workspace.h"
 #include "commands/dispatch.h"
@@ -155,3 +157,19 @@ TEST(Color, HighColourSnapsToTheNearestLevelAndRGBKeepsTheColours) {
     IMAGE_Free(pSrc);
   }
 }
+
+TEST(Color, TransparencyMovesTheChosenEntryToZeroAndKeepsThePicture) {
+  IMAGE* pSrc = RandomImage(6, 4, 9, 4);
+  for (int Choice = 0; Choice <= 10; Choice++) {
+    IMAGE* p = IMAGE_Copy(pSrc);
+    IMAGE_SetTransparency(p, Choice);
+    EXPECT_EQ(Diff(p, pSrc, true), "") << Choice;
+    EXPECT_EQ(p->HasTrans, Choice >= 1 && Choice <= 9) << Choice;
+    if (Choice >= 1 && Choice <= 9) {
+      EXPECT_EQ(IMAGE_GetColor(p, 0), IMAGE_GetColor(pSrc, Choice - 1));
+    }
+    IMAGE_Free(p);
+  }
+  IMAGE_Free(pSrc);
+}
+

@@ -225,6 +225,26 @@ TEST_F(ShellTest, ImageSizesAtTheZoomEdges) {
   }
 }
 
+TEST_F(ShellTest, OneToOneCopyBlocksWhenEnlargingSmoothWhenShrinking) {
+  const unsigned Black = 0, White = 0xFFFFFF;
+  {
+    PaintedCanvas c(_MakeImage(40, 40, Black, White, 2), 10);
+    for (int y = 0; y < 40; y += 3)
+      for (int x = 0; x < 40; x += 1) ASSERT_EQ(c.At(10 + x, c.ImageY + y), ((x + y) & 1) ? White : Black);
+  }
+  {
+    PaintedCanvas c(_MakeImage(40, 40, Black, White, 1), 40);   /* columns 4 pixels wide */
+    for (int x = 0; x < 16; x++) ASSERT_EQ(c.At(10 + x, c.ImageY + 7), ((x / 4) & 1) ? White : Black) << x;
+  }
+  {
+    PaintedCanvas c(_MakeImage(40, 40, Black, White, 2), 5);
+    for (int x = 0; x < 19; x++) {
+      unsigned v = c.At(10 + x, c.ImageY + 3) & 0xFF;
+      ASSERT_TRUE(v > 90 && v < 170) << x << ": " << v;
+    }
+  }
+}
+
 /* The panel above the image as its layout has it: labels at 5, values at
  * the label width plus 17, a text height a row; the palette's strip and
  * the transparent colour's swatch 10 pixels after their values, without
