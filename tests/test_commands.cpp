@@ -152,7 +152,7 @@ TEST(Options, ArgumentFormsAndTheEndOfABatch) {
     {"c5.bmp -saveasout.c,1,4,1", 0, "", "out.c=\r\n#if 0\r\n"}, {"c5.bmp -saveasout.c,1,4,1,x", 0, "", "out.c=  NULL\r\n"},
     {"c5.bmp -saveasout.c,1,4x", 0, "", "out.c=  &Colorsout[0]\r\n"}, {"c5.bmp -saveasout.c,1,4,0", 1, sNoPal}, {"c5.bmp -saveasout.c,1,4,", 1, sNoPal},
     {"c5.bmp -saveasout.c,0", 1, sType}, {"c5.bmp -saveasout.dta,4", 1, sType}, {"c5.bmp -saveasout.c,", 1, sType}, {"c5.bmp -saveasa,b.c,1", 1, sType},
-    {"c5.bmp -saveasout.c", 1, "Separator has to be ,"}, {"c5.bmp -saveas,1", 1, "Separator has to be ,"}, {"-saveasout.c,1", 1, "No file open!"},
+    {"c5.bmp -saveasout.c", 1, "Separator has to be ,"}, {"c5.bmp -saveas,1", 1, "Separator has to be ,"}, {"-saveasout.c,1", 1, "No file open!"}, {"/saveasout.c,1", 1, "No file open!"},
     {"c5.bmp -saveasout.bmp,2,9", 0, "", "out.bmp^BM"}, {"c5.bmp -saveasout.x,3", 0, "", "out.x^GIF89a"}, {"c5.bmp -saveasout.c,2", 0, "", "out.c^BM"},
     {"c5.bmp -saveashc.c,1,8" + sS, 0, "", B(4)},
     /* The queue: 20 options, 199 characters of argument. */
