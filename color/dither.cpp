@@ -139,8 +139,8 @@ static void _MakeStrength(_PICTURE* p, const _PROFILE* pProfile) {
   for (int a = 0; a < 256; a++) {
     aByActivity[a] = (U8)_Strength(a, pProfile);
   }
-  memset(p->aStrength, 0, (size_t)XSize * (size_t)YSize);
-  /* Every pair of neighbours once: to the right, and the three below. */
+  /* Activities start at 0 (a fresh block). Every pair of neighbours
+   * once: to the right, and the three below. */
   static const int aDx[4] = { 1, -1, 0, 1 }, aDy[4] = { 0, 1, 1, 1 };
   for (I32 y = 0; y < YSize; y++) {
     for (I32 x = 0; x < XSize; x++) {
@@ -451,9 +451,6 @@ static int _FitPalette(const _PICTURE* pPic, const IMAGE* pDest, U32* aCol, int 
   U8*    aIdx  = (U8*)PLAT_Alloc(NumPixels + 1);
   int    IsDone = Fit.aA && Fit.aB && Fit.aCount && aIdx;
   if (IsDone) {
-    memset(Fit.aA, 0, (size_t)NumColors * NumColors * sizeof(double));
-    memset(Fit.aB, 0, (size_t)NumColors * 3 * sizeof(double));
-    memset(Fit.aCount, 0, (size_t)NumColors * sizeof(I32));
     size_t Pos = 0;
     for (I32 y = 0; y < pPic->YSize; y++) {
       for (I32 x = 0; x < pPic->XSize; x++) {
@@ -467,6 +464,13 @@ static int _FitPalette(const _PICTURE* pPic, const IMAGE* pDest, U32* aCol, int 
     while ((size_t)(pPic->XSize / Step) * (size_t)(pPic->YSize / Step) > 65536) {
       Step++;
     }
+    /* A pixel's own difference by its strength, on the scale of the
+     * blurred sums: weights summing to 256, one window in Step * Step
+     * pixels. */
+    double aOwn[_FULL + 1];
+    for (int s = 0; s <= _FULL; s++) {
+      aOwn[s] = 256.0 * 256.0 / (Step * Step) * (_OWN_BASE + _OWN_WEAK * (_FULL - s) / _FULL);
+    }
     Pos = 0;
     for (I32 y = 0; y < pPic->YSize; y++) {
       IMAGE_ShowLineStatus("Fitting palette, line ", y + 1, pPic->YSize);
@@ -476,10 +480,8 @@ static int _FitPalette(const _PICTURE* pPic, const IMAGE* pDest, U32* aCol, int 
         }
         U32 c = pPic->aColor[Pos];
         if (c == _KEEP) continue;
-        /* On the scale of the blurred sums: weights summing to 256, one
-         * window in Step * Step pixels. */
         int    i   = aIdx[Pos];
-        double Own = 256.0 * 256.0 / (Step * Step) * (_OWN_BASE + _OWN_WEAK * (_FULL - pPic->aStrength[Pos]) / _FULL);
+        double Own = aOwn[pPic->aStrength[Pos]];
         Fit.aA[(size_t)i * NumColors + i] += Own;
         for (int q = 0; q < 3; q++) {
           Fit.aB[i * 3 + q] += Own * (double)((c >> (8 * q)) & 0xFF);
@@ -513,18 +515,18 @@ IMAGE* CONVERT_DitherIntoPalette(IMAGE* pBitmapOrg, const PALETTE* pPalette, int
   if (!_CheckPalette(pBitmapOrg, pPalette)) {
     return NULL;
   }
+  /* A copy of the palette: one chosen for the picture is fitted to its
+   * dithered form and the picture dithered again. */
+  static U32 aCol[256];
+  PALETTE    Palette = { pPalette->NumColors, aCol };
+  memcpy(aCol, pPalette->pColors, (size_t)pPalette->NumColors * sizeof(U32));
   KeepEntry0 = KeepEntry0 && pBitmapOrg->NumColors > 0;
-  _SortPalette(pPalette, (KeepEntry0 && pPalette->NumColors > 1) ? 1 : 0, &Nearest);
-  IMAGE* pImage = IMAGE_Create(pBitmapOrg->XSize, pBitmapOrg->YSize, pPalette->NumColors);
+  int First  = (KeepEntry0 && Palette.NumColors > 1) ? 1 : 0;
+  _SortPalette(&Palette, First, &Nearest);
+  IMAGE* pImage = IMAGE_Create(pBitmapOrg->XSize, pBitmapOrg->YSize, Palette.NumColors);
   if (pImage == NULL) {
     return NULL;
   }
-  /* A palette chosen for the picture is fitted to its dithered form
-   * and the picture dithered again; any other stays as it is. */
-  static U32 aCol[256];
-  PALETTE    Palette = { pPalette->NumColors, aCol };
-  int        First   = (KeepEntry0 && pPalette->NumColors > 1) ? 1 : 0;
-  memcpy(aCol, pPalette->pColors, (size_t)pPalette->NumColors * sizeof(U32));
   _PICTURE Pic;
   _PROFILE Profile = _GetProfile(Nearest.NumEntries, IsFitted);
   int IsDone = _ReadPicture(pBitmapOrg, KeepEntry0, &Profile, &Pic) && _Diffuse(&Pic, pImage, _SnapToPalette, &Nearest);
@@ -539,7 +541,7 @@ IMAGE* CONVERT_DitherIntoPalette(IMAGE* pBitmapOrg, const PALETTE* pPalette, int
     IMAGE_Free(pImage);
     return NULL;
   }
-  for (I32 i = 0; i < pPalette->NumColors; i++) {
+  for (I32 i = 0; i < Palette.NumColors; i++) {
     IMAGE_SetColor(pImage, i, aCol[i]);
   }
   IMAGE_Free(pBitmapOrg);

@@ -843,9 +843,9 @@ def run_auto(args):
         sample = [move_site(s, old_tree, source) for s in sample]
         print('the sample of %s, moved: %d not found' % (args.sample_rev, sum(1 for s in sample if s.start < 0)))
     if args.matrix:
+        only = numbers(args.only) if args.only else None
         return run_matrix(args, source, [('A%d' % (i + 1), s.where(), s if s.start >= 0 else None)
-                                         for i, s in enumerate(sample)
-                                         if not args.only or i + 1 in numbers(args.only)])
+                                         for i, s in enumerate(sample) if not only or i + 1 in only])
     if args.dry_run:
         for i, s in enumerate(sample):
             print('#%-3d %-28s %-8s %s' % (i + 1, s.where(), s.kind, s.change))
