@@ -134,7 +134,13 @@ pid_t StartZelmar(const std::string& sDir, const std::vector<std::string>& aArgs
   Start.hStdOutput = Open(sOut, true);
   Start.hStdError  = Open(sErr, true);
   PROCESS_INFORMATION Info;
-  BOOL IsStarted = CreateProcessW(NULL, &sCmd[0], NULL, NULL, TRUE, 0, NULL, _Wide(sDir).c_str(), &Start, &Info);
+  /* Wine, freshly started, now and then fails to start one of many
+   * programs started at once: a few tries. */
+  BOOL IsStarted = FALSE;
+  for (int Try = 0; Try < 5 && !IsStarted; Try++) {
+    if (Try) Sleep(200);
+    IsStarted = CreateProcessW(NULL, &sCmd[0], NULL, NULL, TRUE, 0, NULL, _Wide(sDir).c_str(), &Start, &Info);
+  }
   CloseHandle(Start.hStdInput);
   CloseHandle(Start.hStdOutput);
   CloseHandle(Start.hStdError);
