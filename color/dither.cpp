@@ -20,8 +20,12 @@
  *    noise next to them is not seen, and their smoothed-out colour stays
  *    right.
  * A target not chosen for the picture (fixed and custom palettes, the
- * high colour levels, all coarse) takes one set of strengths; a palette
- * chosen for it another, whose smooth-area strength falls as the palette
+ * high colour levels, all coarse) takes one set of strengths. The high
+ * colour levels are within half a level of any colour, so a flat area
+ * (one colour, as in icons and screenshots) shows no band and keeps its
+ * colour closely enough without a pattern: there, flat pixels far from
+ * any soft step take none of the error. A palette chosen for the picture
+ * takes another set, whose smooth-area strength falls as the palette
  * grows finer, since its errors are smaller and less worth spreading.
  * Such a palette is then fitted to the dithered picture (see below).
  *
@@ -48,7 +52,9 @@
 #define _MAX_ERROR   (32 * 512)    /* bound of the error reaching a pixel */
 
 /* Strengths, in 32nds, by activity: Smooth up to SmoothEnd, falling off
- * to Texture at TextureEnd, Edge from EdgeStart on. */
+ * to Texture at TextureEnd, Edge from EdgeStart on. With FlatReach, a
+ * pixel of activity 0 farther than that (in steps left, right, up and
+ * down) from a soft step (activity 1 to SmoothEnd) takes strength 0. */
 typedef struct {
   int Smooth;
   int SmoothEnd;
@@ -56,13 +62,17 @@ typedef struct {
   int TextureEnd;
   int EdgeStart;
   int Edge;
+  int FlatReach;
 } _PROFILE;
 
 /* A target not chosen for the picture. */
-static const _PROFILE _Coarse = { 28, 8, 12, 40, 96, 32 };
+static const _PROFILE _Coarse = { 28, 8, 12, 40, 96, 32, 0 };
+
+/* The high colour levels. */
+static const _PROFILE _HighColor = { 28, 8, 12, 40, 96, 32, 16 };
 
 /* A palette chosen for the picture; Smooth from _aFittedSmooth. */
-static const _PROFILE _Fitted = { 0, 6, 4, 40, 128, 28 };
+static const _PROFILE _Fitted = { 0, 6, 4, 40, 128, 28, 0 };
 
 /* The smooth-area strength of a chosen palette by its size: up to 16,
  * 32, 64, 128 and 256 entries. */
@@ -131,9 +141,34 @@ static int _Strength(int Activity, const _PROFILE* p) {
   return p->Smooth;
 }
 
+/* Each pixel's distance to the nearest soft step (activity 1 to
+ * SmoothEnd), in steps left, right, up and down and at most 255: two
+ * passes, from the top left, then from the bottom right. aActivity holds
+ * the activities. NULL when memory ran out. */
+static U8* _GetReach(const U8* aActivity, I32 XSize, I32 YSize, int SmoothEnd) {
+  size_t NumPixels = (size_t)XSize * (size_t)YSize;
+  U8*    aReach    = (U8*)PLAT_Alloc(NumPixels + 1);
+  if (aReach == NULL) {
+    return NULL;
+  }
+  for (size_t Pos = 0; Pos < NumPixels; Pos++) {
+    int d = (aActivity[Pos] >= 1 && aActivity[Pos] <= SmoothEnd) ? 0 : 255;
+    if (Pos % XSize > 0) d = std::min(d, aReach[Pos - 1] + 1);
+    if (Pos >= (size_t)XSize) d = std::min(d, aReach[Pos - XSize] + 1);
+    aReach[Pos] = (U8)d;
+  }
+  for (size_t Pos = NumPixels; Pos-- > 0;) {
+    int d = aReach[Pos];
+    if (Pos % XSize < (size_t)XSize - 1) d = std::min(d, aReach[Pos + 1] + 1);
+    if (Pos + XSize < NumPixels) d = std::min(d, aReach[Pos + XSize] + 1);
+    aReach[Pos] = (U8)d;
+  }
+  return aReach;
+}
+
 /* Each pixel's activity (kept pixels and their pairs left out), then its
- * strength. */
-static void _MakeStrength(_PICTURE* p, const _PROFILE* pProfile) {
+ * strength. 0 when memory ran out. */
+static int _MakeStrength(_PICTURE* p, const _PROFILE* pProfile) {
   U8  aByActivity[256];
   I32 XSize = p->XSize, YSize = p->YSize;
   for (int a = 0; a < 256; a++) {
@@ -158,9 +193,20 @@ static void _MakeStrength(_PICTURE* p, const _PROFILE* pProfile) {
       }
     }
   }
-  for (size_t Pos = 0; Pos < (size_t)XSize * (size_t)YSize; Pos++) {
-    p->aStrength[Pos] = p->aColor[Pos] == _KEEP ? 0 : aByActivity[p->aStrength[Pos]];
+  U8* aReach = NULL;
+  if (pProfile->FlatReach > 0) {
+    aReach = _GetReach(p->aStrength, XSize, YSize, pProfile->SmoothEnd);
+    if (aReach == NULL) {
+      return 0;
+    }
   }
+  for (size_t Pos = 0; Pos < (size_t)XSize * (size_t)YSize; Pos++) {
+    int  Activity = p->aStrength[Pos];
+    int  IsFar    = aReach != NULL && Activity == 0 && aReach[Pos] > pProfile->FlatReach;
+    p->aStrength[Pos] = (p->aColor[Pos] == _KEEP || IsFar) ? 0 : aByActivity[Activity];
+  }
+  PLAT_Free(aReach);
+  return 1;
 }
 
 /* Reads the picture; with KeepEntry0, pixels of entry 0 become _KEEP.
@@ -185,7 +231,10 @@ static int _ReadPicture(const IMAGE* pSrc, int KeepEntry0, const _PROFILE* pProf
       }
     }
   }
-  _MakeStrength(p, pProfile);
+  if (!_MakeStrength(p, pProfile)) {
+    _FreePicture(p);
+    return 0;
+  }
   return 1;
 }
 
@@ -319,7 +368,7 @@ static void _SortPalette(const PALETTE* pPalette, int First, _NEAREST* pNearest)
 *  Sums are taken in one fixed order and the solution is rounded to whole
 *  levels: every platform gives the same palette.
 */
-#define _OWN_BASE   0.3   /* weight of a pixel's own difference ... */
+#define _OWN_BASE   0.4   /* weight of a pixel's own difference ... */
 #define _OWN_WEAK   4.0   /* ... plus this much times the share it keeps */
 
 static const int _aBinomial[5] = { 1, 4, 6, 4, 1 };   /* 5 x 5 weights sum to 256 */
@@ -579,7 +628,7 @@ IMAGE* CONVERT_DitherIntoHighColor(IMAGE* pBitmapOrg, int Format) {
     return NULL;
   }
   _PICTURE Pic;
-  int IsDone = _ReadPicture(pBitmapOrg, 0, &_Coarse, &Pic) && _Diffuse(&Pic, pImage, _SnapToHighColor, &Format);
+  int IsDone = _ReadPicture(pBitmapOrg, 0, &_HighColor, &Pic) && _Diffuse(&Pic, pImage, _SnapToHighColor, &Format);
   _FreePicture(&Pic);
   if (!IsDone) {
     IMAGE_ShowError("Not enough memory for dithering");

@@ -173,14 +173,15 @@ TEST_F(Quantize, DitherHidesBandingDeterministicallyWithinThePalette) {
 
 namespace {
 
-/* Pixels that differ from the plain conversion. */
-int NumChanged(const std::function<IMAGE*(IMAGE*)>& pf, const IMAGE* pSrc) {
+/* Pixels that differ from the plain conversion, in columns x0 to x1 - 1
+ * of rows y0 to y1 - 1. */
+int NumChanged(const std::function<IMAGE*(IMAGE*)>& pf, const IMAGE* pSrc, int x0 = 0, int x1 = 1 << 30, int y0 = 0, int y1 = 1 << 30) {
   CONVERT_SetDither(0);
   IMAGE* pPlain = pf(IMAGE_Copy(pSrc));
   CONVERT_SetDither(1);
   IMAGE* pDither = pf(IMAGE_Copy(pSrc));
   int n = 0;
-  for (int i = 0; i < pSrc->XSize * pSrc->YSize; i++) n += IMAGE_GetPixel(pPlain, i % pSrc->XSize, i / pSrc->XSize) != IMAGE_GetPixel(pDither, i % pSrc->XSize, i / pSrc->XSize);
+  for (int i = 0; i < pSrc->XSize * pSrc->YSize; i++) n += i % pSrc->XSize >= x0 && i % pSrc->XSize < x1 && i / pSrc->XSize >= y0 && i / pSrc->XSize < y1 && IMAGE_GetPixel(pPlain, i % pSrc->XSize, i / pSrc->XSize) != IMAGE_GetPixel(pDither, i % pSrc->XSize, i / pSrc->XSize);
   IMAGE_Free(pPlain); IMAGE_Free(pDither);
   return n;
 }
@@ -215,6 +216,16 @@ TEST_F(Quantize, DitherSparesTextureAndLetsUnusableErrorDie) {
     }
   }
   IMAGE_Free(p); IMAGE_Free(pNoise); IMAGE_Free(pSoft);
+  /* At 565 a flat grey between two levels shows no band: beyond 16 steps
+   * from the soft ramp at its bottom right it keeps the plain result (its
+   * first column takes the error that reaches it, but gives none on);
+   * nearer, to the left of the ramp and above it, it is dithered. */
+  IMAGE* pFlat = IMAGE_Create(64, 16, 0);
+  for (int i = 0; i < 64 * 16; i++) IMAGE_SetPixel(pFlat, i % 64, i / 64, (U32)(i % 64 < 48 || i / 64 < 8 ? 45 : 45 + 2 * (i % 64 - 48)) * 0x010101u);
+  auto To565 = [](IMAGE* q) { return CONVERT_IntoHighColor(q, 565); };
+  EXPECT_EQ(NumChanged(To565, pFlat, 0, 31), 0);
+  EXPECT_GT(std::min({NumChanged(To565, pFlat, 31, 48), NumChanged(To565, pFlat, 48, 64, 0, 7), NumChanged(To565, pFlat, 48, 64, 8)}), 8);
+  IMAGE_Free(pFlat);
 }
 
 /* Dithered output is part of what builds depend on: every conversion of
