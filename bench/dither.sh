@@ -73,10 +73,11 @@ paste -d' ' rows.txt measures.txt | awk '
       printf "| %d | %.3f | %.3f | %.1f dB | %.1f dB | %.1f dB | %.1f dB |\n", N,
         Sz[N] / C[N], Sp[N] / C[N], Pz[N] / C[N], Pp[N] / C[N], Bz[N] / C[N], Bp[N] / C[N]
     }
-    printf "\nWorst single picture, zelmar - pngquant\n\n"
+    printf "\nZelmar - pngquant: mean, and worst single picture\n\n"
     for (i = 0; i < 3; i++) {
       N = i == 0 ? 16 : (i == 1 ? 64 : 256)
-      printf "N = %3d: SSIM %+.4f (%s), blurred PSNR %+.2f dB (%s)\n", N, Ws[N], WsName[N], Wb[N], WbName[N]
+      printf "N = %3d: mean SSIM %+.5f, blurred PSNR %+.2f dB; worst SSIM %+.4f (%s), blurred PSNR %+.2f dB (%s)\n", N,
+        (Sz[N] - Sp[N]) / C[N], (Bz[N] - Bp[N]) / C[N], Ws[N], WsName[N], Wb[N], WbName[N]
     }
   }'
 
