@@ -166,6 +166,20 @@ static U8* _GetReach(const U8* aActivity, I32 XSize, I32 YSize, int SmoothEnd) {
   return aReach;
 }
 
+/* Pairs pixel x of row A with pixel x + Dx of row B wherever both exist:
+ * each activity becomes at least their difference. Kept pixels are left
+ * out; equal ones add nothing. */
+static void _PairRows(const U32* pA, U8* pActA, const U32* pB, U8* pActB, I32 XSize, int Dx) {
+  I32 x0 = Dx < 0 ? -Dx : 0, x1 = Dx > 0 ? XSize - Dx : XSize;
+  for (I32 x = x0; x < x1; x++) {
+    U32 a = pA[x], b = pB[x + Dx];
+    if (a == b || a == _KEEP || b == _KEEP) continue;
+    U8 d = (U8)_Diff(a, b);
+    pActA[x]      = std::max(pActA[x], d);
+    pActB[x + Dx] = std::max(pActB[x + Dx], d);
+  }
+}
+
 /* Each pixel's activity (kept pixels and their pairs left out), then its
  * strength. 0 when memory ran out. */
 static int _MakeStrength(_PICTURE* p, const _PROFILE* pProfile) {
@@ -176,21 +190,12 @@ static int _MakeStrength(_PICTURE* p, const _PROFILE* pProfile) {
   }
   /* Activities start at 0 (a fresh block). Every pair of neighbours
    * once: to the right, and the three below. */
-  static const int aDx[4] = { 1, -1, 0, 1 }, aDy[4] = { 0, 1, 1, 1 };
   for (I32 y = 0; y < YSize; y++) {
-    for (I32 x = 0; x < XSize; x++) {
-      size_t Pos = (size_t)y * XSize + x;
-      U32    c   = p->aColor[Pos];
-      if (c == _KEEP) continue;
-      for (int k = 0; k < 4; k++) {
-        I32 xn = x + aDx[k], yn = y + aDy[k];
-        if (xn < 0 || xn >= XSize || yn >= YSize) continue;
-        size_t PosN = (size_t)yn * XSize + xn;
-        if (p->aColor[PosN] == _KEEP) continue;
-        U8 d = (U8)_Diff(c, p->aColor[PosN]);
-        p->aStrength[Pos]  = std::max(p->aStrength[Pos], d);
-        p->aStrength[PosN] = std::max(p->aStrength[PosN], d);
-      }
+    const U32* pRow      = p->aColor + (size_t)y * XSize;
+    U8*        pActivity = p->aStrength + (size_t)y * XSize;
+    _PairRows(pRow, pActivity, pRow, pActivity, XSize, 1);
+    for (int Dx = -1; Dx <= 1 && y + 1 < YSize; Dx++) {
+      _PairRows(pRow, pActivity, pRow + XSize, pActivity + XSize, XSize, Dx);
     }
   }
   U8* aReach = NULL;
@@ -295,16 +300,29 @@ static int _Diffuse(const _PICTURE* pPic, IMAGE* pDest, _SNAP* pfSnap, void* pCo
 *  Onto a palette
 */
 /* The entries sorted by the sum of their channels: two colours whose sums
- * differ by s are at least s * s / 3 apart, which bounds the search. */
+ * differ by s are at least s * s / 3 apart, which bounds the search. The
+ * colours searched last are remembered by a hash of the colour: smooth
+ * areas ask for the same ones again and again. */
+#define _CACHE_BITS  12
+
 typedef struct {
   int NumEntries;
   int aSum[256];
   int aRGB[256][3];
   U8  aIndex[256];
+  U32 aCacheKey[1 << _CACHE_BITS];   /* 0x01BBGGRR, 0 for none */
+  U8  aCacheEntry[1 << _CACHE_BITS];
 } _NEAREST;
 
 static U32 _SnapToPalette(void* pContext, const int* pRGB, int* pOut) {
-  const _NEAREST* p = (const _NEAREST*)pContext;
+  _NEAREST* p    = (_NEAREST*)pContext;
+  U32       Key  = 0x01000000u | (U32)pRGB[2] << 16 | (U32)pRGB[1] << 8 | (U32)pRGB[0];
+  U32       Slot = (Key * 2654435761u) >> (32 - _CACHE_BITS);
+  if (p->aCacheKey[Slot] == Key) {
+    int j = p->aCacheEntry[Slot];
+    memcpy(pOut, p->aRGB[j], sizeof(p->aRGB[j]));
+    return p->aIndex[j];
+  }
   int Sum  = pRGB[0] + pRGB[1] + pRGB[2];
   int Pos  = (int)(std::lower_bound(p->aSum, p->aSum + p->NumEntries, Sum) - p->aSum);
   int Best = 3 * 255 * 255 + 1, iBest = 0, jBest = 0;   /* above any distance */
@@ -323,6 +341,8 @@ static U32 _SnapToPalette(void* pContext, const int* pRGB, int* pOut) {
       }
     }
   }
+  p->aCacheKey[Slot]   = Key;
+  p->aCacheEntry[Slot] = (U8)jBest;
   memcpy(pOut, p->aRGB[jBest], sizeof(p->aRGB[jBest]));
   return (U32)iBest;
 }
@@ -338,6 +358,7 @@ static void _SortPalette(const PALETTE* pPalette, int First, _NEAREST* pNearest)
   }
   std::stable_sort(aOrder, aOrder + n, [&aSum](int a, int b) { return aSum[a] < aSum[b]; });
   pNearest->NumEntries = n;
+  memset(pNearest->aCacheKey, 0, sizeof(pNearest->aCacheKey));
   for (int j = 0; j < n; j++) {
     U32 c = pPalette->pColors[aOrder[j]];
     pNearest->aSum[j]    = aSum[aOrder[j]];
