@@ -65,11 +65,11 @@ typedef struct {
   int FlatReach;
 } _PROFILE;
 
-/* A target not chosen for the picture. */
-static const _PROFILE _Coarse = { 28, 8, 12, 40, 96, 32, 0 };
-
-/* The high colour levels. */
-static const _PROFILE _HighColor = { 28, 8, 12, 40, 96, 32, 16 };
+/* A target not chosen for the picture; the high colour levels add a
+ * reach for flat areas. */
+#define _COARSE_STRENGTHS  28, 8, 12, 40, 96, 32
+static const _PROFILE _Coarse    = { _COARSE_STRENGTHS, 0 };
+static const _PROFILE _HighColor = { _COARSE_STRENGTHS, 16 };
 
 /* A palette chosen for the picture; Smooth from _aFittedSmooth. */
 static const _PROFILE _Fitted = { 0, 6, 4, 40, 128, 28, 0 };
@@ -146,22 +146,28 @@ static int _Strength(int Activity, const _PROFILE* p) {
  * passes, from the top left, then from the bottom right. aActivity holds
  * the activities. NULL when memory ran out. */
 static U8* _GetReach(const U8* aActivity, I32 XSize, I32 YSize, int SmoothEnd) {
-  size_t NumPixels = (size_t)XSize * (size_t)YSize;
-  U8*    aReach    = (U8*)PLAT_Alloc(NumPixels + 1);
+  U8* aReach = (U8*)PLAT_Alloc((size_t)XSize * (size_t)YSize + 1);
   if (aReach == NULL) {
     return NULL;
   }
-  for (size_t Pos = 0; Pos < NumPixels; Pos++) {
-    int d = (aActivity[Pos] >= 1 && aActivity[Pos] <= SmoothEnd) ? 0 : 255;
-    if (Pos % XSize > 0) d = std::min(d, aReach[Pos - 1] + 1);
-    if (Pos >= (size_t)XSize) d = std::min(d, aReach[Pos - XSize] + 1);
-    aReach[Pos] = (U8)d;
+  for (I32 y = 0; y < YSize; y++) {
+    const U8* pActivity = aActivity + (size_t)y * XSize;
+    U8*       pRow      = aReach + (size_t)y * XSize;
+    for (I32 x = 0; x < XSize; x++) {
+      int d = (pActivity[x] >= 1 && pActivity[x] <= SmoothEnd) ? 0 : 255;
+      if (x > 0) d = std::min(d, pRow[x - 1] + 1);
+      if (y > 0) d = std::min(d, pRow[x - XSize] + 1);
+      pRow[x] = (U8)d;
+    }
   }
-  for (size_t Pos = NumPixels; Pos-- > 0;) {
-    int d = aReach[Pos];
-    if (Pos % XSize < (size_t)XSize - 1) d = std::min(d, aReach[Pos + 1] + 1);
-    if (Pos + XSize < NumPixels) d = std::min(d, aReach[Pos + XSize] + 1);
-    aReach[Pos] = (U8)d;
+  for (I32 y = YSize - 1; y >= 0; y--) {
+    U8* pRow = aReach + (size_t)y * XSize;
+    for (I32 x = XSize - 1; x >= 0; x--) {
+      int d = pRow[x];
+      if (x < XSize - 1) d = std::min(d, pRow[x + 1] + 1);
+      if (y < YSize - 1) d = std::min(d, pRow[x + XSize] + 1);
+      pRow[x] = (U8)d;
+    }
   }
   return aReach;
 }
